@@ -1,0 +1,71 @@
+// The one process-wide record of cached tables and work buffers. Zero at load; every entry is built by the
+// first call that needs it and lives until its module's free function runs.
+#pragma once
+
+#include "qzk.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qzk {
+
+/// Growing work buffer of the 16-bit pre-emphasis.
+struct PreEmphasisContext {
+    std::int32_t capacity; // floats in buff
+    float *buff;
+};
+
+/// Cached coefficient tables of one window.
+struct WindowContext {
+    static constexpr int maxTables = 16;
+
+    std::int32_t capacity; // floats in buff
+    float *buff;           // work buffer of the 16-bit form
+    struct {
+        std::int32_t current;
+        std::int32_t count;
+        std::int32_t lengths[maxTables];
+        float *tables[maxTables];
+    } sCoeff;
+};
+
+/// Tables per FFT order. Each slot holds the raw heap block; users round it up to fftAlignment.
+struct FftContext {
+    static constexpr int orders = 33;
+    static constexpr std::size_t alignment = 32;
+
+    void *twiddle[orders];
+    void *bitReversal[orders];
+    void *realFft[orders];
+    void *sBuffer;             // float work buffer of the 16-bit FFT
+    std::int32_t sBufferOrder; // order that sBuffer was sized for
+};
+
+/// Cached cosine factors of the cepstral transform.
+struct DctContext {
+    std::int32_t nFilters; // 0: no table
+    std::int32_t nCoeffs;
+    double *sstoredDctFactor; // nCoeffs rows of nFilters
+    double rowZeroFactor;
+    double rowFactor;
+};
+
+/// Work buffers of the cepstral analysis.
+struct CepsContext {
+    double *filterOutput;
+    QZComplexFloat *fftOut;
+    float *tempVect;
+    float *tempCeps;
+};
+
+struct Context {
+    PreEmphasisContext PreEmphasis;
+    WindowContext Hamming, Hanning, Bartlett, Blackman;
+    FftContext Fft;
+    DctContext Dct;
+    CepsContext Ceps;
+};
+
+Context *QZ_GetContext();
+
+} // namespace qzk

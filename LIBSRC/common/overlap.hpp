@@ -1,0 +1,27 @@
+// Where operands overlap, the order of an element loop shows in its result. These guards tell whether working
+// in blocks gives what the element loop gives; where they say no, the plain loop has to run.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qzk {
+
+/// Widest block that a kernel reads before it writes.
+constexpr std::size_t maxBlockBytes = 64;
+
+/// For loops from the last element to the first. A store at dst + i reaches an element that a later step
+/// reads only when the source lies above the destination; from one block upwards the block loop sees the same
+/// values.
+inline bool descendingBlocksAreExact(const void *src, const void *dst, std::size_t bytes) {
+    const auto from = reinterpret_cast<std::uintptr_t>(src);
+    const auto to = reinterpret_cast<std::uintptr_t>(dst);
+    return from <= to || from - to >= maxBlockBytes || from - to >= bytes;
+}
+
+/// The same for loops from the first element to the last.
+inline bool ascendingBlocksAreExact(const void *src, const void *dst, std::size_t bytes) {
+    return descendingBlocksAreExact(dst, src, bytes);
+}
+
+} // namespace qzk

@@ -1,0 +1,97 @@
+// The error frame: status word, error mode, handler, and the console handler.
+#include "qzk.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+int32_t QZStdStatus = QZ_StsOk;
+int32_t QZStdErrMode = QZ_ErrorModeReport;
+QZErrorHandler QZStdHandler = QZStdError;
+
+} // namespace
+
+extern "C" {
+
+int32_t QZGetStatus(void) { return QZStdStatus; }
+void QZSetStatus(int32_t status) { QZStdStatus = status; }
+
+int32_t QZGetErrMode(void) { return QZStdErrMode; }
+void QZSetErrMode(int32_t mode) { QZStdErrMode = mode; }
+
+int32_t QZError(int32_t status, const char *funcName, const char *message, const char *file, int32_t line) {
+    return QZStdHandler(status, funcName, message, file, line);
+}
+
+QZErrorHandler QZRedirectError(QZErrorHandler handler) {
+    const QZErrorHandler previous = QZStdHandler;
+    QZStdHandler = handler != nullptr ? handler : QZStdError;
+    return previous;
+}
+
+QZErrorHandler QZSetStdError(void) { return QZRedirectError(QZStdError); }
+QZErrorHandler QZSetWinError(void) { return QZRedirectError(QZWinError); }
+
+const char *QZErrorStr(int32_t status) {
+    switch (status) {
+    case QZ_StsOk:
+        return "No Error";
+    case QZ_StsBackTrace:
+        return "Backtrace";
+    case QZ_StsError:
+        return "Unknown error";
+    case QZ_StsInternal:
+        return "Internal error (bad state)";
+    case QZ_StsNoMem:
+        return "Out of memory";
+    case QZ_StsBadArg:
+        return "Bad argument";
+    case QZ_StsBadFunc:
+        return "Unsupported function";
+    case QZ_StsNoConv:
+        return "Iteration convergence failed";
+    case QZ_StsAutoTrace:
+        return "Autotrace call";
+    case QZ_StsOverflow:
+        return "Overflow occured"; // kept: clients compare the texts as they are
+    case QZ_StsUnderflow:
+        return "Underflow occured";
+    default:
+        break;
+    }
+    static char text[80];
+    std::snprintf(text, sizeof text, "Unknown %s code %d", status < 0 ? "error" : "status", status);
+    return text;
+}
+
+int32_t QZStdError(int32_t status, const char *funcName, const char *message, const char *file,
+                   int32_t line) {
+    const bool trace = status == QZ_StsBackTrace || status == QZ_StsAutoTrace;
+    if (QZStdErrMode == QZ_ErrorModeSilent) {
+        // kept: an autotrace record becomes the status here, unlike in the message-box handler.
+        if (status != QZ_StsBackTrace) QZStdStatus = status;
+        return status;
+    }
+    if (trace) {
+        std::fprintf(stderr, "\tcalled from\n");
+    } else {
+        QZStdStatus = status;
+        std::fprintf(stderr, "QZK Error: %s \n\tin function\n", QZErrorStr(status));
+    }
+    // The text for a missing file is spelled out because not every C runtime prints a null %s.
+    if (line > 0 || file != nullptr)
+        std::fprintf(stderr, "\t[%s:%d]", file != nullptr ? file : "(null)", line);
+    std::fprintf(stderr, ":%s", funcName != nullptr ? funcName : "<unknown>");
+    if (message != nullptr) std::fprintf(stderr, status == QZ_StsAutoTrace ? "(%s)" : "():\n\t%s", message);
+    std::fprintf(stderr, "\n");
+    if (QZStdErrMode == QZ_ErrorModeLeaf) {
+        std::fprintf(stderr, "QZK: %s\n", "terminating the application");
+        std::exit(1);
+    }
+    return status;
+}
+
+int32_t QZWinError(int32_t status, const char *, const char *, const char *, int32_t) { return status; }
+
+} // extern "C"

@@ -1,0 +1,7 @@
+#include "simd/convert.hpp"
+
+namespace qzk::simd {
+
+void plain::install(ConvertKernels &) {}
+
+} // namespace qzk::simd

@@ -1,0 +1,7 @@
+#include "simd/distance.hpp"
+
+namespace qzk::simd {
+
+void plain::install(DistanceKernels &) {}
+
+} // namespace qzk::simd

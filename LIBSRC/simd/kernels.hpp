@@ -1,0 +1,41 @@
+// The table of kernels. Every entry has one definition in <family>_plain.cpp; a higher level may replace it
+// by a version that gives the same bits. This folder alone holds intrinsics and per-file compiler flags.
+#pragma once
+
+#include "simd/arithmetic.hpp"
+#include "simd/cepstrum.hpp"
+#include "simd/convert.hpp"
+#include "simd/distance.hpp"
+#include "simd/fft.hpp"
+#include "simd/logic.hpp"
+
+namespace qzk::simd {
+
+enum class Level { plain, sse2, avx2, avx512 };
+
+struct Kernels {
+    ArithmeticKernels arithmetic;
+    CepstrumKernels cepstrum;
+    ConvertKernels convert;
+    DistanceKernels distance;
+    FftKernels fft;
+    LogicKernels logic;
+};
+
+/// The table in force: at first use, that of the highest level of this processor and this build.
+const Kernels &kernels();
+
+/// The table of one level, which has to be available.
+const Kernels &kernelsOf(Level level);
+
+/// Highest level that both the processor and the build have.
+Level highestLevel();
+
+Level currentLevel();
+
+/// Forces a level, at most highestLevel(); tests compare the levels with it.
+void setLevel(Level level);
+
+const char *levelName(Level level);
+
+} // namespace qzk::simd

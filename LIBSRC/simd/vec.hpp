@@ -1,0 +1,81 @@
+// Vectors of the level that this translation unit is built for. Everything here is always inlined and has
+// internal linkage: a function with external linkage would exist once per level, and the linker may keep the
+// highest level's copy for every processor. For the same reason a level's source includes no standard
+// containers or algorithms.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <immintrin.h>
+
+#if QZK_SIMD_LEVEL == 1
+#define QZK_LEVEL sse2
+#define QZK_VECTOR_BYTES 16
+#elif QZK_SIMD_LEVEL == 2
+#define QZK_LEVEL avx2
+#define QZK_VECTOR_BYTES 32
+#elif QZK_SIMD_LEVEL == 3
+#define QZK_LEVEL avx512
+#define QZK_VECTOR_BYTES 64
+#else
+#error "QZK_SIMD_LEVEL names no level"
+#endif
+
+#define QZK_INLINE static inline __attribute__((always_inline))
+
+namespace qzk::simd {
+namespace {
+
+template <class T>
+struct VecOf {
+    typedef T type __attribute__((vector_size(QZK_VECTOR_BYTES)));
+};
+
+/// A full vector of T; +, -, *, &, |, ^, <<, >> and comparisons work lane by lane.
+template <class T>
+using Vec = typename VecOf<T>::type;
+
+template <class T>
+constexpr std::size_t lanesOf = QZK_VECTOR_BYTES / sizeof(T);
+
+template <class T>
+QZK_INLINE Vec<T> load(const T *from) {
+    Vec<T> v;
+    __builtin_memcpy(&v, from, sizeof v);
+    return v;
+}
+
+template <class T>
+QZK_INLINE void store(T *to, Vec<T> v) {
+    __builtin_memcpy(to, &v, sizeof v);
+}
+
+template <class T>
+QZK_INLINE Vec<T> splat(T value) {
+    return value - Vec<T>{};
+}
+
+/// As many floats as a vector has doubles, widened exactly.
+QZK_INLINE Vec<double> loadWidened(const float *from) {
+#if QZK_SIMD_LEVEL == 1
+    return (Vec<double>)_mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(from))));
+#elif QZK_SIMD_LEVEL == 2
+    return (Vec<double>)_mm256_cvtps_pd(_mm_loadu_ps(from));
+#else
+    return (Vec<double>)_mm512_cvtps_pd(_mm256_loadu_ps(from));
+#endif
+}
+
+/// The lanes rounded to float.
+QZK_INLINE void storeNarrowed(float *to, Vec<double> v) {
+#if QZK_SIMD_LEVEL == 1
+    _mm_store_sd(reinterpret_cast<double *>(to), _mm_castps_pd(_mm_cvtpd_ps((__m128d)v)));
+#elif QZK_SIMD_LEVEL == 2
+    _mm_storeu_ps(to, _mm256_cvtpd_ps((__m256d)v));
+#else
+    _mm256_storeu_ps(to, _mm512_cvtpd_ps((__m512d)v));
+#endif
+}
+
+} // namespace
+} // namespace qzk::simd

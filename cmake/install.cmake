@@ -1,0 +1,13 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS qzk EXPORT qzk-targets)
+install(FILES ${PROJECT_SOURCE_DIR}/include/qzk.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qzk)
+install(EXPORT qzk-targets NAMESPACE qzk:: FILE qzk-config.cmake DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qzk-config-version.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qzk-config-version.cmake DESTINATION ${package_dir})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/qzk.pc.in ${PROJECT_BINARY_DIR}/qzk.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/qzk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

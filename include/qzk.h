@@ -1,0 +1,397 @@
+/**
+ * @file qzk.h
+ * @brief Numeric primitives for speech and pattern recognition.
+ *
+ * Plain C functions over caller-owned arrays. Every result is defined to the last bit and is the same on
+ * every processor and system.
+ *
+ * Names are `QZ`, one or two element type letters, `b` for a whole vector, the operation, and the form:
+ *
+ * | Letter | Element | C type |
+ * |---|---|---|
+ * | b | bit, 8 per byte, most significant first | `uint8_t` |
+ * | n | nibble, 0 to 15, 2 per byte, high half first | `uint8_t` |
+ * | y | unsigned 8-bit integer | `uint8_t` |
+ * | t | signed 8-bit integer | `int8_t` |
+ * | w | signed 16-bit integer | `int16_t` |
+ * | i | signed 32-bit integer | `int32_t` |
+ * | s | IEEE single | `float` |
+ * | d | IEEE double | `double` |
+ * | c | complex of two singles | #QZComplexFloat |
+ * | v | complex of two 16-bit integers | #QZComplexShort |
+ *
+ * Form 2 works in place on its second vector, form 3 writes a separate destination, form 2s takes a scalar
+ * and works in place.
+ *
+ * A bit vector starts at bit `bitOffset` of its first byte, counted from the least significant end: 7 is
+ * the byte's first bit. A nibble vector starts in the high half of its first byte when `nibbleOffset` is 1
+ * and in the low half when it is 0. Bits of the first and last byte outside the vector are never changed.
+ *
+ * Lengths count elements. A length of 0 or less does nothing unless a function says otherwise. Pointers are
+ * not checked. Any alignment of any operand works.
+ *
+ * The library creates no threads and locks nothing: call it from one thread at a time.
+ *
+ * Licence: Apache-2.0.
+ */
+#ifndef QZK_H
+#define QZK_H
+
+#include <stdint.h>
+
+#if defined(QZK_STATIC)
+#define QZK_API
+#elif defined(_WIN32)
+#if defined(QZK_BUILDING)
+#define QZK_API __declspec(dllexport)
+#else
+#define QZK_API __declspec(dllimport)
+#endif
+#else
+#define QZK_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Complex number of two singles, real part first (letter c). */
+typedef struct {
+    float re; /**< real part */
+    float im; /**< imaginary part */
+} QZComplexFloat;
+
+/** Complex number of two 16-bit integers, real part first (letter v). */
+typedef struct {
+    int16_t re; /**< real part */
+    int16_t im; /**< imaginary part */
+} QZComplexShort;
+
+/**
+ * @name Scale modes
+ * How an integer result is fitted to its element: `scaleMode` of the vector families and `doScale` of the
+ * conversions.
+ * @{
+ */
+#define QZ_ScaleWrap 0     /**< low bits of the exact result; the scale factor is set to 0 */
+#define QZ_ScaleFixed 1    /**< the caller's scale factor k: result times 2^-k */
+#define QZ_ScaleAuto 2     /**< a scale factor is found and stored */
+#define QZ_ScaleSaturate 3 /**< clamped to the element's range; the scale factor is set to 0 */
+/** @} */
+
+/**
+ * @defgroup error Error frame
+ * @{
+ */
+
+/** Status codes. */
+#define QZ_StsOk 0          /**< "No Error" */
+#define QZ_StsBackTrace -1  /**< "Backtrace" */
+#define QZ_StsError -2      /**< "Unknown error" */
+#define QZ_StsInternal -3   /**< "Internal error (bad state)" */
+#define QZ_StsNoMem -4      /**< "Out of memory" */
+#define QZ_StsBadArg -5     /**< "Bad argument" */
+#define QZ_StsBadFunc -6    /**< "Unsupported function" */
+#define QZ_StsNoConv -7     /**< "Iteration convergence failed" */
+#define QZ_StsAutoTrace -8  /**< "Autotrace call" */
+#define QZ_StsOverflow -20  /**< "Overflow occured" */
+#define QZ_StsUnderflow -21 /**< "Underflow occured" */
+
+#define QZ_ErrorModeLeaf 0   /**< report, then terminate the process or offer to */
+#define QZ_ErrorModeReport 1 /**< report and return (initial mode) */
+#define QZ_ErrorModeSilent 2 /**< only record the status */
+
+/** Receives every report of the library; its result is what QZError() returns. */
+typedef int32_t (*QZErrorHandler)(int32_t status, const char *funcName, const char *message, const char *file,
+                                  int32_t line);
+
+QZK_API int32_t QZGetStatus(void);
+QZK_API void QZSetStatus(int32_t status);
+QZK_API int32_t QZGetErrMode(void);
+QZK_API void QZSetErrMode(int32_t mode);
+QZK_API int32_t QZError(int32_t status, const char *funcName, const char *message, const char *file,
+                        int32_t line);
+QZK_API QZErrorHandler QZRedirectError(QZErrorHandler handler);
+QZK_API QZErrorHandler QZSetStdError(void);
+QZK_API QZErrorHandler QZSetWinError(void);
+QZK_API const char *QZErrorStr(int32_t status);
+QZK_API int32_t QZStdError(int32_t status, const char *funcName, const char *message, const char *file,
+                           int32_t line);
+QZK_API int32_t QZWinError(int32_t status, const char *funcName, const char *message, const char *file,
+                           int32_t line);
+/** @} */
+
+/**
+ * @defgroup memory Memory of two-dimensional arrays
+ * @{
+ */
+
+QZK_API uint8_t **QZbAlloc2(int32_t count, int32_t len);
+QZK_API uint8_t **QZnAlloc2(int32_t count, int32_t len);
+QZK_API uint8_t **QZyAlloc2(int32_t count, int32_t len);
+QZK_API int8_t **QZtAlloc2(int32_t count, int32_t len);
+QZK_API int16_t **QZwAlloc2(int32_t count, int32_t len);
+QZK_API int32_t **QZiAlloc2(int32_t count, int32_t len);
+QZK_API float **QZsAlloc2(int32_t count, int32_t len);
+QZK_API int32_t QZbFree2(uint8_t **array, int32_t count);
+QZK_API int32_t QZnFree2(uint8_t **array, int32_t count);
+QZK_API int32_t QZyFree2(uint8_t **array, int32_t count);
+QZK_API int32_t QZtFree2(int8_t **array, int32_t count);
+QZK_API int32_t QZwFree2(int16_t **array, int32_t count);
+QZK_API int32_t QZiFree2(int32_t **array, int32_t count);
+QZK_API int32_t QZsFree2(float **array, int32_t count);
+QZK_API int32_t QZ_Free2(void **array, int32_t count);
+
+QZK_API uint8_t **QZbAllocTable(int32_t rows, int32_t len);
+QZK_API uint8_t **QZnAllocTable(int32_t rows, int32_t len);
+QZK_API uint8_t **QZyAllocTable(int32_t rows, int32_t len);
+QZK_API int8_t **QZtAllocTable(int32_t rows, int32_t len);
+QZK_API int16_t **QZwAllocTable(int32_t rows, int32_t len);
+QZK_API int32_t **QZiAllocTable(int32_t rows, int32_t len);
+QZK_API float **QZsAllocTable(int32_t rows, int32_t len);
+QZK_API int32_t QZbFreeTable(uint8_t **table);
+QZK_API int32_t QZnFreeTable(uint8_t **table);
+QZK_API int32_t QZyFreeTable(uint8_t **table);
+QZK_API int32_t QZtFreeTable(int8_t **table);
+QZK_API int32_t QZwFreeTable(int16_t **table);
+QZK_API int32_t QZiFreeTable(int32_t **table);
+QZK_API int32_t QZsFreeTable(float **table);
+QZK_API int32_t QZ_FreeTable(void **table);
+/** @} */
+
+/**
+ * @defgroup arithmetic Element-wise arithmetic
+ * @{
+ */
+QZK_API void QZsbMpy2(const float *src, float *srcDst, int32_t len);
+/** @} */
+
+/**
+ * @defgroup distance Dot products, norms and distances
+ * @{
+ */
+QZK_API double QZsDotP(const float *src1, const float *src2, int32_t len);
+QZK_API double QZsL1Norm(const float *src1, const float *src2, int32_t len);
+QZK_API double QZsL2Norm(const float *src1, const float *src2, int32_t len, int32_t doSqrt);
+QZK_API double QZsMahalanobisD(const float *src1, const float *src2, const float *diag, int32_t len,
+                               int32_t doSqrt);
+QZK_API double QZsMahalanobis(const float *src1, const float *src2, const float *const *rows, int32_t len,
+                              int32_t doSqrt);
+QZK_API int32_t QZwDotP(const int16_t *src1, const int16_t *src2, int32_t len, int32_t doScale,
+                        int32_t *scaleFactor);
+QZK_API int32_t QZwL1Norm(const int16_t *src1, const int16_t *src2, int32_t len, int32_t doScale,
+                          int32_t *scaleFactor);
+QZK_API int32_t QZwL2Norm(const int16_t *src1, const int16_t *src2, int32_t len, int32_t doSqrt,
+                          int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZwMahalanobisD(const int16_t *src1, const int16_t *src2, const int16_t *diag, int32_t len,
+                                int32_t doSqrt, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZwMahalanobis(const int16_t *src1, const int16_t *src2, const int16_t *const *rows,
+                               int32_t len, int32_t doSqrt, int32_t doScale, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @defgroup conversion Conversions
+ * @{
+ */
+QZK_API int32_t QZswbConvertDown(const float *src, int16_t *dst, int32_t len, int32_t doScale,
+                                 int32_t *scaleFactor);
+QZK_API int32_t QZsibConvertDown(const float *src, int32_t *dst, int32_t len, int32_t doScale,
+                                 int32_t *scaleFactor);
+QZK_API int32_t QZdwbConvertDown(const double *src, int16_t *dst, int32_t len, int32_t doScale,
+                                 int32_t *scaleFactor);
+QZK_API int32_t QZdibConvertDown(const double *src, int32_t *dst, int32_t len, int32_t doScale,
+                                 int32_t *scaleFactor);
+QZK_API int32_t QZswConvertDown(float value, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZsiConvertDown(float value, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZdwConvertDown(double value, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZdiConvertDown(double value, int32_t doScale, int32_t *scaleFactor);
+QZK_API void QZwsbConvertUp(const int16_t *src, float *dst, int32_t len, int32_t scale);
+QZK_API void QZwdbConvertUp(const int16_t *src, double *dst, int32_t len, int32_t scale);
+QZK_API void QZisbConvertUp(const int32_t *src, float *dst, int32_t len, int32_t scale);
+QZK_API void QZidbConvertUp(const int32_t *src, double *dst, int32_t len, int32_t scale);
+QZK_API float QZwsConvertUp(int16_t value, int32_t scale);
+QZK_API double QZwdConvertUp(int16_t value, int32_t scale);
+QZK_API float QZisConvertUp(int32_t value, int32_t scale);
+QZK_API double QZidConvertUp(int32_t value, int32_t scale);
+QZK_API void QZcsbConvert(const QZComplexFloat *src, float *dst, int32_t len, int32_t flags);
+QZK_API void QZvwbConvert(const QZComplexShort *src, int16_t *dst, int32_t len, int32_t flags,
+                          int32_t doScale, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @defgroup fft Fourier transforms
+ * @{
+ */
+
+#define QZ_FORWARD 1 /**< kernel e^(-2 pi i jk/n) */
+#define QZ_INVERSE 2 /**< kernel e^(+2 pi i jk/n), result multiplied by 1/n */
+#define QZ_NOSCALE 8 /**< with #QZ_INVERSE: without the factor 1/n */
+
+QZK_API void QZcFft(QZComplexFloat *data, int32_t order, int32_t flags);
+QZK_API void QZcFftNip(const QZComplexFloat *src, QZComplexFloat *dst, int32_t order, int32_t flags);
+QZK_API void QZsRealFft(float *data, int32_t order, int32_t flags);
+QZK_API void QZsRealFftNip(const float *src, float *dst, int32_t order, int32_t flags);
+QZK_API void QZsCcsFft(float *data, int32_t order, int32_t flags);
+QZK_API void QZsCcsFftNip(const float *src, float *dst, int32_t order, int32_t flags);
+QZK_API void QZFreeFftTbls(void);
+/** @} */
+
+/**
+ * @defgroup window Windows and pre-emphasis
+ * @{
+ */
+QZK_API void QZsWinHamming(float *srcDst, int32_t len);
+QZK_API void QZsWinHanning(float *srcDst, int32_t len);
+QZK_API void QZsWinBartlett(float *srcDst, int32_t len);
+QZK_API void QZsWinBlackman(float *srcDst, int32_t len);
+QZK_API int32_t QZwWinHamming(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZwWinHanning(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZwWinBartlett(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZwWinBlackman(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
+QZK_API int32_t QZsFreeWinHammingTbls(void);
+QZK_API int32_t QZsFreeWinHanningTbls(void);
+QZK_API int32_t QZsFreeWinBartlettTbls(void);
+QZK_API int32_t QZsFreeWinBlackmanTbls(void);
+QZK_API void QZwFreeWinHammingTbls(void);
+QZK_API void QZwFreeWinHanningTbls(void);
+QZK_API void QZwFreeWinBartlettTbls(void);
+QZK_API void QZwFreeWinBlackmanTbls(void);
+QZK_API void QZsPreemphasize(float *srcDst, float a, int32_t len);
+QZK_API int32_t QZwPreemphasize(int16_t *srcDst, float a, int32_t len, int32_t doScale, int32_t *scaleFactor);
+QZK_API void QZFreePreemphasizeTbls(void);
+/** @} */
+
+/**
+ * @defgroup cepstrum Mel-frequency cepstra
+ * @{
+ */
+
+/** Filter bank made by QZsMFCCInit() or QZwMFCCInit(). */
+typedef struct QZMFCCFilters QZMFCCFilters;
+
+QZK_API QZMFCCFilters *QZsMFCCInit(int32_t order, int32_t nFilters, int32_t lowFreq, int32_t highFreq,
+                                   int32_t rate, int32_t linear, int32_t nLinear, int32_t linearEnd);
+QZK_API QZMFCCFilters *QZwMFCCInit(int32_t order, int32_t nFilters, int32_t lowFreq, int32_t highFreq,
+                                   int32_t rate, int32_t linear, int32_t nLinear, int32_t linearEnd);
+QZK_API int32_t QZsCepstralMFCC(int32_t timeSignal, const float *src, QZMFCCFilters *filters, float *dst,
+                                int32_t nCoeffs);
+QZK_API int32_t QZwCepstralMFCC(int32_t timeSignal, const int16_t *src, QZMFCCFilters *filters, int16_t *dst,
+                                int32_t nCoeffs, int32_t doScale, int32_t *scaleFactor);
+QZK_API void QZsFreeMFCCFilters(QZMFCCFilters *filters);
+QZK_API void QZwFreeMFCCFilters(QZMFCCFilters *filters);
+/** @} */
+
+/**
+ * @defgroup pattern Pattern store and dynamic time warping
+ * @{
+ */
+
+#define QZ_DTWNoBand 1      /**< band width 0, whatever `width` says */
+#define QZ_DTWThreshold 64  /**< prune against the threshold */
+#define QZ_DTWCityBlock 128 /**< city-block instead of Euclidean frame distance */
+
+QZK_API int32_t QZwPatternIni(const int16_t *const *frames, int32_t nFrames, int32_t dim, int32_t scale);
+QZK_API int32_t QZsPatternIni(const float *const *frames, int32_t nFrames, int32_t dim);
+QZK_API int32_t QZwPatternGet(int32_t id, int16_t ***frames, int32_t *nFrames, int32_t *dim, int32_t *scale);
+QZK_API int32_t QZsPatternGet(int32_t id, float ***frames, int32_t *nFrames, int32_t *dim);
+QZK_API int32_t QZwPatternFree(int32_t id);
+QZK_API int32_t QZsPatternFree(int32_t id);
+QZK_API int32_t QZwPatternFreeAll(void);
+QZK_API int32_t QZsPatternFreeAll(void);
+QZK_API int32_t QZwPatternsNumber(void);
+QZK_API int32_t QZsPatternsNumber(void);
+QZK_API int32_t QZsEvalDTW(const int32_t *ids, int32_t nIds, const float *const *test, int32_t nTest,
+                           int32_t dim, int32_t mode, double threshold, int32_t width, double *scores);
+QZK_API int32_t QZwEvalDTW(const int32_t *ids, int32_t nIds, const int16_t *const *test, int32_t nTest,
+                           int32_t dim, int32_t testScale, int32_t mode, int32_t thresholdValue,
+                           int32_t thresholdScale, int32_t width, int32_t *scores, int32_t scoreMode,
+                           int32_t *scoreScale);
+/** @} */
+
+/**
+ * @defgroup logic Packed fill, copy and logic
+ * @{
+ */
+
+QZK_API void QZbbZero(uint8_t *dst, int32_t bitOffset, int32_t len);
+QZK_API void QZnbZero(uint8_t *dst, int32_t nibbleOffset, int32_t len);
+QZK_API void QZybZero(uint8_t *dst, int32_t len);
+QZK_API void QZtbZero(int8_t *dst, int32_t len);
+QZK_API void QZwbZero(int16_t *dst, int32_t len);
+QZK_API void QZsbZero(float *dst, int32_t len);
+
+QZK_API void QZbbSet(uint8_t value, uint8_t *dst, int32_t bitOffset, int32_t len);
+QZK_API void QZnbSet(uint8_t value, uint8_t *dst, int32_t nibbleOffset, int32_t len);
+QZK_API void QZybSet(uint8_t value, uint8_t *dst, int32_t len);
+QZK_API void QZtbSet(int8_t value, int8_t *dst, int32_t len);
+QZK_API void QZwbSet(int16_t value, int16_t *dst, int32_t len);
+QZK_API void QZsbSet(float value, float *dst, int32_t len);
+
+QZK_API void QZbbCopy(const uint8_t *src, uint8_t *dst, int32_t srcBitOffset, int32_t dstBitOffset,
+                      int32_t len);
+QZK_API void QZnbCopy(const uint8_t *src, uint8_t *dst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                      int32_t len);
+QZK_API void QZybCopy(const uint8_t *src, uint8_t *dst, int32_t len);
+QZK_API void QZtbCopy(const int8_t *src, int8_t *dst, int32_t len);
+QZK_API void QZwbCopy(const int16_t *src, int16_t *dst, int32_t len);
+QZK_API void QZsbCopy(const float *src, float *dst, int32_t len);
+
+QZK_API void QZbbNot(uint8_t *srcDst, int32_t bitOffset, int32_t len);
+QZK_API void QZnbNot(uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
+QZK_API void QZybNot(uint8_t *srcDst, int32_t len);
+QZK_API void QZwbNot(int16_t *srcDst, int32_t len);
+
+QZK_API void QZbbAnd2(const uint8_t *src, uint8_t *srcDst, int32_t srcBitOffset, int32_t dstBitOffset,
+                      int32_t len);
+QZK_API void QZnbAnd2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                      int32_t len);
+QZK_API void QZybAnd2(const uint8_t *src, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbAnd2(const int16_t *src, int16_t *srcDst, int32_t len);
+QZK_API void QZbbAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
+                      int32_t dstBitOffset, int32_t len);
+QZK_API void QZnbAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                      int32_t dstNibbleOffset, int32_t len);
+QZK_API void QZybAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
+QZK_API void QZwbAnd3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
+QZK_API void QZnbAnd2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
+QZK_API void QZybAnd2s(uint8_t value, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbAnd2s(int16_t value, int16_t *srcDst, int32_t len);
+
+QZK_API void QZbbOr2(const uint8_t *src, uint8_t *srcDst, int32_t srcBitOffset, int32_t dstBitOffset,
+                     int32_t len);
+QZK_API void QZnbOr2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                     int32_t len);
+QZK_API void QZybOr2(const uint8_t *src, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbOr2(const int16_t *src, int16_t *srcDst, int32_t len);
+QZK_API void QZbbOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
+                     int32_t dstBitOffset, int32_t len);
+QZK_API void QZnbOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                     int32_t dstNibbleOffset, int32_t len);
+QZK_API void QZybOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
+QZK_API void QZwbOr3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
+QZK_API void QZnbOr2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
+QZK_API void QZybOr2s(uint8_t value, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbOr2s(int16_t value, int16_t *srcDst, int32_t len);
+
+QZK_API void QZbbXor2(const uint8_t *src, uint8_t *srcDst, int32_t srcBitOffset, int32_t dstBitOffset,
+                      int32_t len);
+QZK_API void QZnbXor2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                      int32_t len);
+QZK_API void QZybXor2(const uint8_t *src, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbXor2(const int16_t *src, int16_t *srcDst, int32_t len);
+QZK_API void QZbbXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
+                      int32_t dstBitOffset, int32_t len);
+QZK_API void QZnbXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                      int32_t dstNibbleOffset, int32_t len);
+QZK_API void QZybXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
+QZK_API void QZwbXor3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
+QZK_API void QZnbXor2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
+QZK_API void QZybXor2s(uint8_t value, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbXor2s(int16_t value, int16_t *srcDst, int32_t len);
+/** @} */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
