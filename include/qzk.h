@@ -123,9 +123,27 @@ QZK_API int32_t QZWinError(int32_t status, const char *funcName, const char *mes
 
 /**
  * @defgroup memory Memory of two-dimensional arrays
+ * Two kinds of storage for matrices, images and sets of vectors; both are passed on as arrays of row
+ * pointers.
+ *
+ * Bytes of a row of `len` elements: b `len / 8` and n `len / 2`, rounded up; y and t `len`; w `2 * len`;
+ * i and s `4 * len`. Memory is not cleared. A size that is negative or beyond the address space counts as
+ * a failed allocation.
  * @{
  */
 
+/**
+ * @name Arrays of separate rows
+ * A vector of `count` row pointers and one heap block (`malloc`) per row; the caller may replace or `free` a
+ * single row. A count of 0 gives an empty vector, which has to be released too.
+ *
+ * On failure everything obtained is released, #QZ_StsNoMem is reported ("The pointers vector can not be
+ * allocated" or "Current vector can not be allocated") and the result is null.
+ * @param count number of rows
+ * @param len elements per row
+ * @return the row pointers, to be released with any of the `QZ?Free2` functions and the same count; or null
+ * @{
+ */
 QZK_API uint8_t **QZbAlloc2(int32_t count, int32_t len);
 QZK_API uint8_t **QZnAlloc2(int32_t count, int32_t len);
 QZK_API uint8_t **QZyAlloc2(int32_t count, int32_t len);
@@ -133,6 +151,16 @@ QZK_API int8_t **QZtAlloc2(int32_t count, int32_t len);
 QZK_API int16_t **QZwAlloc2(int32_t count, int32_t len);
 QZK_API int32_t **QZiAlloc2(int32_t count, int32_t len);
 QZK_API float **QZsAlloc2(int32_t count, int32_t len);
+/** @} */
+
+/**
+ * @name Release of arrays of rows
+ * Frees the rows from the last to the first, skipping null ones, then the vector. All of them do the same.
+ * @param array row pointers from any `QZ?Alloc2`
+ * @param count number of rows; 0 or less frees the vector alone
+ * @return 0
+ * @{
+ */
 QZK_API int32_t QZbFree2(uint8_t **array, int32_t count);
 QZK_API int32_t QZnFree2(uint8_t **array, int32_t count);
 QZK_API int32_t QZyFree2(uint8_t **array, int32_t count);
@@ -141,7 +169,22 @@ QZK_API int32_t QZwFree2(int16_t **array, int32_t count);
 QZK_API int32_t QZiFree2(int32_t **array, int32_t count);
 QZK_API int32_t QZsFree2(float **array, int32_t count);
 QZK_API int32_t QZ_Free2(void **array, int32_t count);
+/** @} */
 
+/**
+ * @name Tables
+ * A vector of `rows` row pointers into one contiguous block: row i stands i row sizes after row 0. The
+ * block belongs to the table through row pointer 0 and must not be freed or moved. Do not use the row pointer
+ * of a table without rows.
+ *
+ * On failure #QZ_StsNoMem is reported ("The pointers vector can not be allocated" or "2D array vector can
+ * not be allocated") and the result is null. After the second of these the vector of pointers stays
+ * allocated.
+ * @param rows number of rows
+ * @param len elements per row
+ * @return the row pointers, to be released with any of the `QZ?FreeTable` functions; or null
+ * @{
+ */
 QZK_API uint8_t **QZbAllocTable(int32_t rows, int32_t len);
 QZK_API uint8_t **QZnAllocTable(int32_t rows, int32_t len);
 QZK_API uint8_t **QZyAllocTable(int32_t rows, int32_t len);
@@ -149,6 +192,15 @@ QZK_API int8_t **QZtAllocTable(int32_t rows, int32_t len);
 QZK_API int16_t **QZwAllocTable(int32_t rows, int32_t len);
 QZK_API int32_t **QZiAllocTable(int32_t rows, int32_t len);
 QZK_API float **QZsAllocTable(int32_t rows, int32_t len);
+/** @} */
+
+/**
+ * @name Release of tables
+ * Frees the block, then the vector. All of them do the same.
+ * @param table row pointers from any `QZ?AllocTable`, not null
+ * @return 0
+ * @{
+ */
 QZK_API int32_t QZbFreeTable(uint8_t **table);
 QZK_API int32_t QZnFreeTable(uint8_t **table);
 QZK_API int32_t QZyFreeTable(uint8_t **table);
@@ -157,6 +209,7 @@ QZK_API int32_t QZwFreeTable(int16_t **table);
 QZK_API int32_t QZiFreeTable(int32_t **table);
 QZK_API int32_t QZsFreeTable(float **table);
 QZK_API int32_t QZ_FreeTable(void **table);
+/** @} */
 /** @} */
 
 /**
