@@ -1,8 +1,11 @@
-// The error frame: status word, error mode, handler, and the console handler.
+// The error frame: status word, error mode, handler, and the two handlers that come with the library.
+#include "common/dialog.hpp"
 #include "qzk.h"
 
 #include <cstdio>
 #include <cstdlib>
+
+using namespace qzk;
 
 namespace {
 
@@ -92,6 +95,26 @@ int32_t QZStdError(int32_t status, const char *funcName, const char *message, co
     return status;
 }
 
-int32_t QZWinError(int32_t status, const char *, const char *, const char *, int32_t) { return status; }
+int32_t QZWinError(int32_t status, const char *funcName, const char *message, const char *file,
+                   int32_t line) {
+    const bool trace = status == QZ_StsBackTrace || status == QZ_StsAutoTrace;
+    if (!trace) QZStdStatus = status;
+    if (QZStdErrMode == QZ_ErrorModeSilent) return status;
+
+    const char *const format = status == QZ_StsBackTrace   ? "called from\n[%s:%d]:%s():\n%s"
+                               : status == QZ_StsAutoTrace ? "called from\n[%s:%d]:%s(%s)"
+                                                           : "in function\n[%s:%d]:%s():\n%s";
+    char text[maxDialogText], caption[maxDialogCaption];
+    formatText(text, format, file != nullptr ? file : "", line < 0 ? 0 : line,
+               funcName != nullptr ? funcName : "<unknown>", message != nullptr ? message : "");
+    formatText(caption, "QZK Error: %s", QZErrorStr(QZStdStatus));
+
+    constexpr const char *farewell = "QZK:\nterminating the application";
+    if (!confirm(Buttons::okCancel, text, caption)) terminateAtOnce(farewell);
+    if (QZStdErrMode == QZ_ErrorModeLeaf &&
+        confirm(Buttons::yesNo, "QZStdErrMode=QZ_ErrorModeLeaf\n  Terminate the application?", caption))
+        terminateAtOnce(farewell);
+    return status;
+}
 
 } // extern "C"

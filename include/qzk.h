@@ -81,42 +81,131 @@ typedef struct {
 
 /**
  * @defgroup error Error frame
+ * Every failure is reported through QZError() to one handler: the console handler QZStdError() at first, the
+ * message-box handler QZWinError(), or the client's own. A process-wide status holds the last error and stays
+ * until the client clears it with QZSetStatus(). A function whose callee left a negative status adds a
+ * #QZ_StsBackTrace record, so that one failure shows the chain of calls that led to it.
  * @{
  */
 
-/** Status codes. */
+/**
+ * @name Status codes
+ * @{
+ */
 #define QZ_StsOk 0          /**< "No Error" */
-#define QZ_StsBackTrace -1  /**< "Backtrace" */
+#define QZ_StsBackTrace -1  /**< "Backtrace": a "called from" record, not an error */
 #define QZ_StsError -2      /**< "Unknown error" */
 #define QZ_StsInternal -3   /**< "Internal error (bad state)" */
 #define QZ_StsNoMem -4      /**< "Out of memory" */
 #define QZ_StsBadArg -5     /**< "Bad argument" */
 #define QZ_StsBadFunc -6    /**< "Unsupported function" */
 #define QZ_StsNoConv -7     /**< "Iteration convergence failed" */
-#define QZ_StsAutoTrace -8  /**< "Autotrace call" */
+#define QZ_StsAutoTrace -8  /**< "Autotrace call": a client's record whose message is an argument list */
 #define QZ_StsOverflow -20  /**< "Overflow occured" */
 #define QZ_StsUnderflow -21 /**< "Underflow occured" */
+/** @} */
 
-#define QZ_ErrorModeLeaf 0   /**< report, then terminate the process or offer to */
+/**
+ * @name Error modes
+ * What the two handlers of the library do. Any other value works as #QZ_ErrorModeReport.
+ * @{
+ */
+#define QZ_ErrorModeLeaf 0   /**< report, then terminate the process (console) or offer to (message box) */
 #define QZ_ErrorModeReport 1 /**< report and return (initial mode) */
 #define QZ_ErrorModeSilent 2 /**< only record the status */
+/** @} */
 
-/** Receives every report of the library; its result is what QZError() returns. */
+/**
+ * Receives every report. A client's handler records the status itself, with QZSetStatus().
+ * @param status status code
+ * @param funcName name of the reporting function, or null
+ * @param message message, or null
+ * @param file source file, or null
+ * @param line source line
+ * @return what QZError() is to return
+ */
 typedef int32_t (*QZErrorHandler)(int32_t status, const char *funcName, const char *message, const char *file,
                                   int32_t line);
 
+/** @return the last recorded status; initially #QZ_StsOk */
 QZK_API int32_t QZGetStatus(void);
+
+/**
+ * Stores the status; the only way to clear it.
+ * @param status any value
+ */
 QZK_API void QZSetStatus(int32_t status);
+
+/** @return the error mode; initially #QZ_ErrorModeReport */
 QZK_API int32_t QZGetErrMode(void);
+
+/**
+ * Stores the error mode.
+ * @param mode any value
+ */
 QZK_API void QZSetErrMode(int32_t mode);
+
+/**
+ * Calls the installed handler with the five arguments unchanged.
+ * @param status status code
+ * @param funcName name of the reporting function, or null
+ * @param message message, or null
+ * @param file source file, or null
+ * @param line source line
+ * @return the handler's result
+ */
 QZK_API int32_t QZError(int32_t status, const char *funcName, const char *message, const char *file,
                         int32_t line);
+
+/**
+ * Installs a handler.
+ * @param handler the handler; null installs QZStdError()
+ * @return the previous handler
+ */
 QZK_API QZErrorHandler QZRedirectError(QZErrorHandler handler);
+
+/** Installs QZStdError(). @return the previous handler */
 QZK_API QZErrorHandler QZSetStdError(void);
+
+/** Installs QZWinError(). @return the previous handler */
 QZK_API QZErrorHandler QZSetWinError(void);
+
+/**
+ * Text of a status code; for codes without one "Unknown error code %d" or "Unknown status code %d".
+ * @param status status code
+ * @return constant text, or for a code without one a static buffer that the next such call overwrites
+ */
 QZK_API const char *QZErrorStr(int32_t status);
+
+/**
+ * Console handler: writes the report to standard error and records the status, except that trace records (-1
+ * and -8) leave it as it is. #QZ_ErrorModeLeaf then ends the process with exit code 1, running exit
+ * handlers. #QZ_ErrorModeSilent writes nothing and records every code but -1.
+ * @param status status code
+ * @param funcName name of the reporting function; null shows as "<unknown>"
+ * @param message message; null leaves the part out
+ * @param file source file, or null
+ * @param line source line; the place is shown if the line is positive or the file is not null
+ * @return status
+ */
 QZK_API int32_t QZStdError(int32_t status, const char *funcName, const char *message, const char *file,
                            int32_t line);
+
+/**
+ * Message-box handler: shows the report with OK and Cancel; Cancel ends the process at once, without exit
+ * handlers. #QZ_ErrorModeLeaf shows a second box that offers the same with Yes and No. Codes other than -1
+ * and -8 are recorded as the status. #QZ_ErrorModeSilent shows nothing.
+ *
+ * Outside Windows the boxes are shown by `zenity`, `kdialog` or `xmessage`, the first on `PATH` that works,
+ * where `DISPLAY` or `WAYLAND_DISPLAY` is set; otherwise the questions are asked on the controlling terminal.
+ * Where there is none either, the texts go to standard error and the process goes on.
+ * @param status status code
+ * @param funcName name of the reporting function; null shows as "<unknown>"
+ * @param message message, or null; the shown text is cut off at 999 characters
+ * @param file source file, or null
+ * @param line source line; a negative one shows as 0
+ * @return status
+ */
 QZK_API int32_t QZWinError(int32_t status, const char *funcName, const char *message, const char *file,
                            int32_t line);
 /** @} */
