@@ -6,7 +6,17 @@
 
 #include <cstddef>
 #include <cstdint>
+
+// GCC 12 takes the deliberately undefined operands inside its own intrinsics for mistakes.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#endif
 #include <immintrin.h>
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 #if QZK_SIMD_LEVEL == 1
 #define QZK_LEVEL sse2
