@@ -82,8 +82,8 @@ const Kernels &kernelsOf(Level wanted) {
 }
 
 void setLevel(Level wanted) {
-    level = wanted;
-    active = &kernelsOf(wanted);
+    level = wanted < highestLevel() ? wanted : highestLevel();
+    active = &kernelsOf(level);
 }
 
 const Kernels &kernels() {

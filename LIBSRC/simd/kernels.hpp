@@ -33,7 +33,7 @@ Level highestLevel();
 
 Level currentLevel();
 
-/// Forces a level, at most highestLevel(); tests compare the levels with it.
+/// Forces a level, or highestLevel() where that is lower; tests compare the levels with it.
 void setLevel(Level level);
 
 const char *levelName(Level level);

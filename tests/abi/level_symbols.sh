@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# level_symbols.sh LEVEL OBJECT...
+# An object built with one level's flags may define nothing for others but its install functions: a function or
+# variable that the linker could merge with another object's copy would run these instructions on every
+# processor. It may need nothing from outside but block operations and the plain definitions.
+set -euo pipefail
+export LC_ALL=C
+level=$1
+shift
+objects=$#
+installs=0 failed=0
+
+while read -r kind name; do
+    case $kind:$name in
+        T:qzk::simd::"$level"::install\(*Kernels\&\)) installs=$((installs + 1)) ;;
+        U:memcpy | U:memmove | U:memset | U:_GLOBAL_OFFSET_TABLE_ | U:qzk::simd::plain::*) ;;
+        [a-t]:*) ;;
+        *) echo "$kind $name"; failed=1 ;;
+    esac
+done < <(nm --demangle "$@" | sed -nE 's/^ *[0-9a-f]* *([A-Za-z]) (.*)$/\1 \2/p')
+
+[[ $installs == "$objects" ]] || { echo "$installs install functions in $objects objects"; failed=1; }
+exit $failed
