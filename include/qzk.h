@@ -452,84 +452,339 @@ QZK_API int32_t QZwEvalDTW(const int32_t *ids, int32_t nIds, const int16_t *cons
 
 /**
  * @defgroup logic Packed fill, copy and logic
+ *
+ * Runs of bits (b), nibbles (n), bytes (y, t), 16-bit words (w) and, for fill and copy, floats (s). A bit or
+ * nibble run may begin and end anywhere within a byte; every bit outside it keeps its value, and no source
+ * byte outside the source run is read. Nothing here takes memory or reports anything.
+ *
+ * Only the low three bits of `bitOffset` count: 7 starts a run at the most significant bit of its first byte,
+ * 0 at the least significant one. `nibbleOffset` 0 starts a run in the low half of its first byte, any other
+ * value in the high half.
+ *
+ * A source that is the destination itself, offset included, works in place. Where they overlap otherwise, the
+ * result is that of the following order, each step reading before it writes:
+ *  - Bytes, words and floats, taken as bytes: when there are at least four, single bytes up to a multiple of
+ *    four of the destination's address; then words of four bytes, as many as fill whole blocks of sixteen
+ *    bytes; then single bytes, which the copy takes from the first to the last and the logic from the last
+ *    to the first.
+ *  - Bits and nibbles whose source begins at the same place of its byte as the destination: the first
+ *    byte, the bytes up to the last one as above, the last byte.
+ *  - Other bits and nibbles: the first byte, then four bytes at a time while at least four remain before the
+ *    last one, then single bytes.
+ *
+ * So a copy to a lower address moves the run, and a copy to a higher address repeats its beginning.
  * @{
  */
 
+/**
+ * @name Zero
+ * @{
+ */
+/**
+ * Clears a run of bits.
+ * @param dst  first byte of the run
+ * @param bitOffset  bit of the first byte where the run begins, 7 to 0
+ * @param len  number of bits; 0 or less does nothing
+ */
 QZK_API void QZbbZero(uint8_t *dst, int32_t bitOffset, int32_t len);
+
+/**
+ * Clears a run of nibbles.
+ * @param dst  first byte of the run
+ * @param nibbleOffset  0: the run begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles. Less than 0 does nothing, and so does 0 with a run that begins in a high
+ * half; 0 with a run that begins in a low half clears the whole first byte.
+ */
 QZK_API void QZnbZero(uint8_t *dst, int32_t nibbleOffset, int32_t len);
+/** @} */
+
+/**
+ * @name Zero of whole elements
+ * @{
+ */
+/**
+ * Clears a vector.
+ * @param dst  elements to clear
+ * @param len  number of elements; 0 or less does nothing
+ */
 QZK_API void QZybZero(uint8_t *dst, int32_t len);
 QZK_API void QZtbZero(int8_t *dst, int32_t len);
 QZK_API void QZwbZero(int16_t *dst, int32_t len);
 QZK_API void QZsbZero(float *dst, int32_t len);
+/** @} */
 
+/**
+ * @name Set
+ * @{
+ */
+/**
+ * Sets or clears a run of bits.
+ * @param value  its bit 0 goes to every bit of the run
+ * @param dst  first byte of the run
+ * @param bitOffset  bit of the first byte where the run begins, 7 to 0
+ * @param len  number of bits; 0 or less does nothing
+ */
 QZK_API void QZbbSet(uint8_t value, uint8_t *dst, int32_t bitOffset, int32_t len);
+
+/**
+ * Fills a run of nibbles.
+ * @param value  its low four bits go to every nibble of the run
+ * @param dst  first byte of the run
+ * @param nibbleOffset  0: the run begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles; 0 or less does nothing
+ */
 QZK_API void QZnbSet(uint8_t value, uint8_t *dst, int32_t nibbleOffset, int32_t len);
+/** @} */
+
+/**
+ * @name Set of whole elements
+ * @{
+ */
+/**
+ * Fills a vector. Floats keep every bit of the value, those of a not-a-number too.
+ * @param value  what every element becomes
+ * @param dst  elements to fill
+ * @param len  number of elements; 0 or less does nothing
+ */
 QZK_API void QZybSet(uint8_t value, uint8_t *dst, int32_t len);
 QZK_API void QZtbSet(int8_t value, int8_t *dst, int32_t len);
 QZK_API void QZwbSet(int16_t value, int16_t *dst, int32_t len);
 QZK_API void QZsbSet(float value, float *dst, int32_t len);
+/** @} */
 
+/**
+ * @name Copy
+ * @{
+ */
+/**
+ * Copies a run of bits.
+ * @param src  first byte of the source run
+ * @param dst  first byte of the destination run
+ * @param srcBitOffset  bit of the first source byte where the source run begins, 7 to 0
+ * @param dstBitOffset  bit of the first destination byte where the destination run begins, 7 to 0
+ * @param len  number of bits; 0 or less does nothing
+ */
 QZK_API void QZbbCopy(const uint8_t *src, uint8_t *dst, int32_t srcBitOffset, int32_t dstBitOffset,
                       int32_t len);
+
+/**
+ * Copies a run of nibbles.
+ * @param src  first byte of the source run
+ * @param dst  first byte of the destination run
+ * @param srcNibbleOffset  0: the source run begins in the low half of its first byte, otherwise in the high
+ * half
+ * @param dstNibbleOffset  the same for the destination run
+ * @param len  number of nibbles; 0 or less does nothing
+ */
 QZK_API void QZnbCopy(const uint8_t *src, uint8_t *dst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
                       int32_t len);
+/** @} */
+
+/**
+ * @name Copy of whole elements
+ * @{
+ */
+/**
+ * Copies a vector bit by bit, whatever its elements mean.
+ * @param src  elements to copy
+ * @param dst  where they go
+ * @param len  number of elements; 0 or less does nothing
+ */
 QZK_API void QZybCopy(const uint8_t *src, uint8_t *dst, int32_t len);
 QZK_API void QZtbCopy(const int8_t *src, int8_t *dst, int32_t len);
 QZK_API void QZwbCopy(const int16_t *src, int16_t *dst, int32_t len);
 QZK_API void QZsbCopy(const float *src, float *dst, int32_t len);
+/** @} */
 
+/**
+ * @name Not
+ * @{
+ */
+/**
+ * Inverts a run of bits in place.
+ * @param srcDst  first byte of the run
+ * @param bitOffset  bit of the first byte where the run begins, 7 to 0
+ * @param len  number of bits; 0 or less does nothing
+ */
 QZK_API void QZbbNot(uint8_t *srcDst, int32_t bitOffset, int32_t len);
+
+/**
+ * Inverts a run of nibbles in place.
+ * @param srcDst  first byte of the run
+ * @param nibbleOffset  0: the run begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles. Less than 0 does nothing, and so does 0 with a run that begins in a high
+ * half; 0 with a run that begins in a low half inverts the whole first byte.
+ */
 QZK_API void QZnbNot(uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
+/** @} */
+
+/**
+ * @name Not of whole elements
+ * @{
+ */
+/**
+ * Inverts every bit of a vector in place.
+ * @param srcDst  elements to invert
+ * @param len  number of elements; 0 or less does nothing
+ */
 QZK_API void QZybNot(uint8_t *srcDst, int32_t len);
 QZK_API void QZwbNot(int16_t *srcDst, int32_t len);
+/** @} */
 
+/**
+ * @name Bits in place
+ * @{
+ */
+/**
+ * srcDst = srcDst and, or, exclusive or src, bit by bit.
+ * @param src  first byte of the source run
+ * @param srcDst  first byte of the run that is combined with it and takes the result
+ * @param srcBitOffset  bit of the first byte of `src` where that run begins, 7 to 0
+ * @param dstBitOffset  the same for `srcDst`
+ * @param len  number of bits; 0 or less does nothing
+ */
 QZK_API void QZbbAnd2(const uint8_t *src, uint8_t *srcDst, int32_t srcBitOffset, int32_t dstBitOffset,
                       int32_t len);
-QZK_API void QZnbAnd2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
-                      int32_t len);
-QZK_API void QZybAnd2(const uint8_t *src, uint8_t *srcDst, int32_t len);
-QZK_API void QZwbAnd2(const int16_t *src, int16_t *srcDst, int32_t len);
-QZK_API void QZbbAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
-                      int32_t dstBitOffset, int32_t len);
-QZK_API void QZnbAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
-                      int32_t dstNibbleOffset, int32_t len);
-QZK_API void QZybAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
-QZK_API void QZwbAnd3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
-QZK_API void QZnbAnd2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
-QZK_API void QZybAnd2s(uint8_t value, uint8_t *srcDst, int32_t len);
-QZK_API void QZwbAnd2s(int16_t value, int16_t *srcDst, int32_t len);
-
 QZK_API void QZbbOr2(const uint8_t *src, uint8_t *srcDst, int32_t srcBitOffset, int32_t dstBitOffset,
                      int32_t len);
-QZK_API void QZnbOr2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
-                     int32_t len);
-QZK_API void QZybOr2(const uint8_t *src, uint8_t *srcDst, int32_t len);
-QZK_API void QZwbOr2(const int16_t *src, int16_t *srcDst, int32_t len);
-QZK_API void QZbbOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
-                     int32_t dstBitOffset, int32_t len);
-QZK_API void QZnbOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
-                     int32_t dstNibbleOffset, int32_t len);
-QZK_API void QZybOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
-QZK_API void QZwbOr3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
-QZK_API void QZnbOr2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
-QZK_API void QZybOr2s(uint8_t value, uint8_t *srcDst, int32_t len);
-QZK_API void QZwbOr2s(int16_t value, int16_t *srcDst, int32_t len);
-
 QZK_API void QZbbXor2(const uint8_t *src, uint8_t *srcDst, int32_t srcBitOffset, int32_t dstBitOffset,
                       int32_t len);
+/** @} */
+
+/**
+ * @name Nibbles in place
+ * @{
+ */
+/**
+ * srcDst = srcDst and, or, exclusive or src, nibble by nibble.
+ * @param src  first byte of the source run
+ * @param srcDst  first byte of the run that is combined with it and takes the result
+ * @param srcNibbleOffset  0: the run of `src` begins in the low half of its first byte, otherwise in the high
+ * half
+ * @param dstNibbleOffset  the same for `srcDst`
+ * @param len  number of nibbles; 0 or less does nothing
+ */
+QZK_API void QZnbAnd2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                      int32_t len);
+QZK_API void QZnbOr2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                     int32_t len);
 QZK_API void QZnbXor2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
                       int32_t len);
+/** @} */
+
+/**
+ * @name Whole elements in place
+ * @{
+ */
+/**
+ * srcDst = srcDst and, or, exclusive or src.
+ * @param src  other operand
+ * @param srcDst  operand that takes the result
+ * @param len  number of elements; 0 or less does nothing
+ */
+QZK_API void QZybAnd2(const uint8_t *src, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbAnd2(const int16_t *src, int16_t *srcDst, int32_t len);
+QZK_API void QZybOr2(const uint8_t *src, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbOr2(const int16_t *src, int16_t *srcDst, int32_t len);
 QZK_API void QZybXor2(const uint8_t *src, uint8_t *srcDst, int32_t len);
 QZK_API void QZwbXor2(const int16_t *src, int16_t *srcDst, int32_t len);
+/** @} */
+
+/**
+ * @name Bits of two sources
+ * @{
+ */
+/**
+ * dst = src1 and, or, exclusive or src2, bit by bit.
+ * @param src1  first byte of the first source run
+ * @param src2  first byte of the second source run
+ * @param dst  first byte of the destination run
+ * @param srcBitOffset  bit of the first byte where both source runs begin, 7 to 0
+ * @param dstBitOffset  bit of the first byte where the destination run begins, 7 to 0
+ * @param len  number of bits; 0 or less does nothing
+ */
+QZK_API void QZbbAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
+                      int32_t dstBitOffset, int32_t len);
+QZK_API void QZbbOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
+                     int32_t dstBitOffset, int32_t len);
 QZK_API void QZbbXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcBitOffset,
                       int32_t dstBitOffset, int32_t len);
+/** @} */
+
+/**
+ * @name Nibbles of two sources
+ * @{
+ */
+/**
+ * dst = src1 and, or, exclusive or src2, nibble by nibble.
+ * @param src1  first byte of the first source run
+ * @param src2  first byte of the second source run
+ * @param dst  first byte of the destination run
+ * @param srcNibbleOffset  0: both source runs begin in the low half of their first byte, otherwise in the
+ * high half
+ * @param dstNibbleOffset  the same for the destination run
+ * @param len  number of nibbles; 0 or less does nothing
+ */
+QZK_API void QZnbAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                      int32_t dstNibbleOffset, int32_t len);
+QZK_API void QZnbOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                     int32_t dstNibbleOffset, int32_t len);
 QZK_API void QZnbXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
                       int32_t dstNibbleOffset, int32_t len);
+/** @} */
+
+/**
+ * @name Whole elements of two sources
+ * @{
+ */
+/**
+ * dst = src1 and, or, exclusive or src2.
+ * @param src1  first operand
+ * @param src2  second operand
+ * @param dst  where the result goes
+ * @param len  number of elements; 0 or less does nothing
+ */
+QZK_API void QZybAnd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
+QZK_API void QZwbAnd3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
+QZK_API void QZybOr3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
+QZK_API void QZwbOr3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
 QZK_API void QZybXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len);
 QZK_API void QZwbXor3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len);
+/** @} */
+
+/**
+ * @name Nibbles with a scalar
+ * @{
+ */
+/**
+ * srcDst = srcDst and, or, exclusive or value, nibble by nibble.
+ * @param value  other operand of every nibble; its low four bits count
+ * @param srcDst  first byte of the run
+ * @param nibbleOffset  0: the run begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles; 0 or less does nothing
+ */
+QZK_API void QZnbAnd2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
+QZK_API void QZnbOr2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
 QZK_API void QZnbXor2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int32_t len);
+/** @} */
+
+/**
+ * @name Whole elements with a scalar
+ * @{
+ */
+/**
+ * srcDst = srcDst and, or, exclusive or value.
+ * @param value  other operand of every element
+ * @param srcDst  operand that takes the result
+ * @param len  number of elements; 0 or less does nothing
+ */
+QZK_API void QZybAnd2s(uint8_t value, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbAnd2s(int16_t value, int16_t *srcDst, int32_t len);
+QZK_API void QZybOr2s(uint8_t value, uint8_t *srcDst, int32_t len);
+QZK_API void QZwbOr2s(int16_t value, int16_t *srcDst, int32_t len);
 QZK_API void QZybXor2s(uint8_t value, uint8_t *srcDst, int32_t len);
 QZK_API void QZwbXor2s(int16_t value, int16_t *srcDst, int32_t len);
+/** @} */
 /** @} */
 
 #ifdef __cplusplus

@@ -24,4 +24,14 @@ inline bool ascendingBlocksAreExact(const void *src, const void *dst, std::size_
     return descendingBlocksAreExact(dst, src, bytes);
 }
 
+/// How many bytes an ascending loop may read before it writes any of them and still give what single steps
+/// give: all of them where no write reaches a later read, else the distance of the operands. `reach` is how
+/// many bytes past its own a step reads.
+inline std::size_t ascendingStep(const void *src, const void *dst, std::size_t bytes, std::size_t reach = 0) {
+    const auto from = reinterpret_cast<std::uintptr_t>(src);
+    const auto to = reinterpret_cast<std::uintptr_t>(dst);
+    if (to <= from || to - from >= bytes + reach) return bytes;
+    return to - from > reach ? to - from - reach : 0;
+}
+
 } // namespace qzk

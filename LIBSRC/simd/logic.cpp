@@ -1,8 +1,216 @@
 #include "simd/logic.hpp"
+#include "simd/logic_operations.hpp"
 #include "simd/vec.hpp"
 
 namespace qzk::simd {
+namespace {
 
-void QZK_LEVEL::install(LogicKernels &) {}
+using std::size_t;
+using std::uint16_t;
+using std::uint32_t;
+using std::uint64_t;
+using std::uint8_t;
+
+// There are no shifts of bytes: lanes of 16 bits are the smallest that shift.
+using Wide = Vec<uint16_t>;
+typedef uint16_t Quarter __attribute__((vector_size(16)));
+
+template <class T>
+struct Load {
+    [[gnu::always_inline]] T operator()(const uint8_t *from) const {
+        T word;
+        __builtin_memcpy(&word, from, sizeof word);
+        return word;
+    }
+};
+
+/// A word of T that holds the pattern's bytes in memory order, lowest first.
+template <class T>
+QZK_INLINE T repeated(uint32_t pattern) {
+    if constexpr (sizeof(T) <= sizeof pattern) {
+        return static_cast<T>(pattern);
+    } else if constexpr (sizeof(T) == sizeof(uint64_t)) {
+        return pattern * uint64_t{0x100000001};
+    } else {
+        typedef uint32_t Words __attribute__((vector_size(sizeof(T))));
+        return (T)(pattern - Words{});
+    }
+}
+
+/// The bits of a run moved to the left by 1 to 7, all bytes of a word at once.
+struct BitShift {
+    unsigned left;
+
+    template <class T>
+    [[gnu::always_inline]] T operator()(T earlier, T later) const {
+        const T fromEarlier = repeated<T>((0xFFu << left & 0xFFu) * 0x01010101u);
+        return static_cast<T>((static_cast<T>(earlier << left) & fromEarlier) |
+                              (static_cast<T>(later >> (8 - left)) & ~fromEarlier));
+    }
+};
+
+// The blocks below tell what goes to dst[i], dst[i + 1]...: from(i) moves the place, at(load, j) gives the
+// word of the loader's width at j, a multiple of four.
+
+template <class Operation>
+struct PatternBlock {
+    uint32_t pattern;
+    const uint8_t *dst;
+
+    [[gnu::always_inline]] PatternBlock from(size_t i) const {
+        const unsigned turn = i % 4 * 8;
+        return {pattern >> turn | pattern << (32 - turn) % 32, dst + i};
+    }
+    template <class Load>
+    [[gnu::always_inline]] auto at(Load load, size_t j) const {
+        const auto kept = load(dst + j);
+        return Operation::combine(repeated<decltype(load(dst))>(pattern), kept);
+    }
+};
+
+template <class Operation>
+struct ByteBlock {
+    Pair<Operation> source;
+
+    [[gnu::always_inline]] ByteBlock from(size_t i) const { return {source.from(i)}; }
+    template <class Load>
+    [[gnu::always_inline]] auto at(Load load, size_t j) const {
+        return source.read(load, j);
+    }
+};
+
+template <class Operation, class Source>
+struct ShiftBlock {
+    Source source;
+    const uint8_t *dst;
+    BitShift shift;
+
+    [[gnu::always_inline]] ShiftBlock from(size_t i) const { return {source.from(i), dst + i, shift}; }
+    template <class Load>
+    [[gnu::always_inline]] auto at(Load load, size_t j) const {
+        return Operation::combine(shift(source.read(load, j), source.read(load, j + 1)), load(dst + j));
+    }
+};
+
+template <class T>
+QZK_INLINE void put(uint8_t *dst, T word) {
+    __builtin_memcpy(dst, &word, sizeof word);
+}
+
+/// n bytes, between one and two words of T.
+template <class T, class Block>
+QZK_INLINE void produceEnds(uint8_t *dst, size_t n, Block block) {
+    const T first = block.at(Load<T>{}, 0);
+    const T last = block.from(n - sizeof(T)).at(Load<T>{}, 0);
+    put(dst, first);
+    put(dst + n - sizeof(T), last);
+}
+
+#if QZK_SIMD_LEVEL == 3
+struct LoadMasked {
+    __mmask64 mask;
+
+    [[gnu::always_inline]] Wide operator()(const uint8_t *from) const {
+        return (Wide)_mm512_maskz_loadu_epi8(mask, from);
+    }
+};
+
+template <class Block>
+QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
+    const auto mask = static_cast<__mmask64>((uint64_t{1} << n) - 1);
+    _mm512_mask_storeu_epi8(dst, mask, (__m512i)block.at(LoadMasked{mask}, 0));
+}
+#else
+template <class Block>
+QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
+    if (n >= sizeof(Quarter))
+        produceEnds<Quarter>(dst, n, block);
+    else if (n >= sizeof(uint64_t))
+        produceEnds<uint64_t>(dst, n, block);
+    else if (n >= sizeof(uint32_t))
+        produceEnds<uint32_t>(dst, n, block);
+    else if (n >= sizeof(uint16_t))
+        produceEnds<uint16_t>(dst, n, block);
+    else if (n != 0)
+        produceEnds<uint8_t>(dst, n, block);
+}
+#endif
+
+/// n bytes. The first and the last vector overlap the aligned ones between them: both are computed before
+/// anything is written and hold what the aligned ones hold, also where the destination is a source.
+template <class Block>
+QZK_INLINE void produce(uint8_t *dst, size_t n, Block block) {
+    constexpr size_t step = sizeof(Wide);
+    if (n < step) return produceShort(dst, n, block);
+
+    const Wide first = block.at(Load<Wide>{}, 0);
+    const Wide last = block.from(n - step).at(Load<Wide>{}, 0);
+    const size_t aligned = step - reinterpret_cast<std::uintptr_t>(dst) % step;
+    const Block middle = block.from(aligned);
+    uint8_t *const to = dst + aligned;
+    const size_t end = n - aligned;
+    size_t j = 0;
+    for (; j + 4 * step <= end; j += 4 * step) {
+        const Wide v0 = middle.at(Load<Wide>{}, j);
+        const Wide v1 = middle.at(Load<Wide>{}, j + step);
+        const Wide v2 = middle.at(Load<Wide>{}, j + 2 * step);
+        const Wide v3 = middle.at(Load<Wide>{}, j + 3 * step);
+        put(to + j, v0);
+        put(to + j + step, v1);
+        put(to + j + 2 * step, v2);
+        put(to + j + 3 * step, v3);
+    }
+    for (; j + step <= end; j += step)
+        put(to + j, middle.at(Load<Wide>{}, j));
+    put(dst, first);
+    put(dst + n - step, last);
+}
+
+template <class Operation>
+void pattern(uint32_t pattern, uint8_t *dst, size_t n) {
+    produce(dst, n, PatternBlock<Operation>{pattern, dst});
+}
+
+void fill(uint32_t pattern, uint8_t *dst, size_t n) {
+    const uint8_t byte = pattern & 0xFF;
+    if (pattern == byte * 0x01010101u)
+        __builtin_memset(dst, byte, n);
+    else
+        produce(dst, n, PatternBlock<Copy>{pattern, dst});
+}
+
+template <class Operation>
+void bytes(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, size_t n) {
+    produce(dst, n, ByteBlock<Operation>{{src1, src2}});
+}
+
+void copyBytes(const uint8_t *src, const uint8_t *, uint8_t *dst, size_t n) {
+    __builtin_memmove(dst, src, n);
+}
+
+template <class Operation>
+void shifted(const uint8_t *src, uint8_t *srcDst, size_t n, unsigned left) {
+    produce(srcDst, n, ShiftBlock<Operation, Single>{{src}, srcDst, {left}});
+}
+
+template <class Operation>
+void shiftedPair(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, size_t n, unsigned left) {
+    produce(dst, n, ShiftBlock<Copy, Pair<Operation>>{{src1, src2}, dst, {left}});
+}
+
+template <class Operation>
+void installLogic(LogicKernels &kernels) {
+    kernels.*Operation::kernels = {pattern<Operation>, bytes<Operation>, shifted<Operation>,
+                                   shiftedPair<Operation>};
+}
+
+} // namespace
+
+void QZK_LEVEL::install(LogicKernels &kernels) {
+    kernels.copy = {fill, copyBytes, shifted<Copy>, nullptr};
+    installLogic<And>(kernels);
+    installLogic<Or>(kernels);
+    installLogic<Xor>(kernels);
+}
 
 } // namespace qzk::simd
