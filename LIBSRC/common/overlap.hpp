@@ -34,4 +34,19 @@ inline std::size_t ascendingStep(const void *src, const void *dst, std::size_t b
     return to - from > reach ? to - from - reach : 0;
 }
 
+/// For loops from the first element to the last whose destination elements are at most as wide as the source
+/// elements. A destination that starts at or before the source falls further behind with every element, so a
+/// block's stores never reach a source element of a later step.
+inline bool narrowingBlocksAreExact(const void *src, std::size_t srcBytes, const void *dst) {
+    const auto from = reinterpret_cast<std::uintptr_t>(src);
+    const auto to = reinterpret_cast<std::uintptr_t>(dst);
+    return to <= from || to - from >= srcBytes;
+}
+
+/// The mirror image: loops from the last element to the first whose destination elements are at least as
+/// wide.
+inline bool wideningBlocksAreExact(const void *src, const void *dst, std::size_t dstBytes) {
+    return narrowingBlocksAreExact(dst, dstBytes, src);
+}
+
 } // namespace qzk
