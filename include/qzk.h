@@ -223,6 +223,9 @@ QZK_API int32_t QZWinError(int32_t status, const char *funcName, const char *mes
 
 /**
  * @name Arrays of separate rows
+ * @{
+ */
+/**
  * A vector of `count` row pointers and one heap block (`malloc`) per row; the caller may replace or `free` a
  * single row. A count of 0 gives an empty vector, which has to be released too.
  *
@@ -231,7 +234,6 @@ QZK_API int32_t QZWinError(int32_t status, const char *funcName, const char *mes
  * @param count number of rows
  * @param len elements per row
  * @return the row pointers, to be released with any of the `QZ?Free2` functions and the same count; or null
- * @{
  */
 QZK_API uint8_t **QZbAlloc2(int32_t count, int32_t len);
 QZK_API uint8_t **QZnAlloc2(int32_t count, int32_t len);
@@ -244,11 +246,13 @@ QZK_API float **QZsAlloc2(int32_t count, int32_t len);
 
 /**
  * @name Release of arrays of rows
+ * @{
+ */
+/**
  * Frees the rows from the last to the first, skipping null ones, then the vector. All of them do the same.
  * @param array row pointers from any `QZ?Alloc2`
  * @param count number of rows; 0 or less frees the vector alone
  * @return 0
- * @{
  */
 QZK_API int32_t QZbFree2(uint8_t **array, int32_t count);
 QZK_API int32_t QZnFree2(uint8_t **array, int32_t count);
@@ -262,6 +266,9 @@ QZK_API int32_t QZ_Free2(void **array, int32_t count);
 
 /**
  * @name Tables
+ * @{
+ */
+/**
  * A vector of `rows` row pointers into one contiguous block: row i stands i row sizes after row 0. The
  * block belongs to the table through row pointer 0 and must not be freed or moved. Do not use the row pointer
  * of a table without rows.
@@ -272,7 +279,6 @@ QZK_API int32_t QZ_Free2(void **array, int32_t count);
  * @param rows number of rows
  * @param len elements per row
  * @return the row pointers, to be released with any of the `QZ?FreeTable` functions; or null
- * @{
  */
 QZK_API uint8_t **QZbAllocTable(int32_t rows, int32_t len);
 QZK_API uint8_t **QZnAllocTable(int32_t rows, int32_t len);
@@ -285,10 +291,12 @@ QZK_API float **QZsAllocTable(int32_t rows, int32_t len);
 
 /**
  * @name Release of tables
+ * @{
+ */
+/**
  * Frees the block, then the vector. All of them do the same.
  * @param table row pointers from any `QZ?AllocTable`, not null
  * @return 0
- * @{
  */
 QZK_API int32_t QZbFreeTable(uint8_t **table);
 QZK_API int32_t QZnFreeTable(uint8_t **table);
