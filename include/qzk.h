@@ -388,26 +388,125 @@ QZK_API void QZFreeFftTbls(void);
 
 /**
  * @defgroup window Windows and pre-emphasis
+ *
+ * What is done to a frame of samples before its spectrum is taken.
  * @{
+ */
+
+/**
+ * @name Windows
+ * @{
+ */
+/**
+ * Multiply a frame by a tapering window, in place. For `len` points w[k], k = 0 to `len` - 1, is computed in
+ * double and stored as float, with c = 6.2831853 as written (F. J. Harris, "On the use of windows for
+ * harmonic analysis with the discrete Fourier transform", 1978, describes all four):
+ *
+ * | Window | w[k] |
+ * |---|---|
+ * | Hamming | 0.54 - 0.46 cos(k c / (len - 1)) |
+ * | Hanning | 0.5 - 0.5 cos((k + 1) c / (len + 1)): no zero end points |
+ * | Bartlett | k d up to k = (len - 1) / 2 rounded down, then 2 - k d, where d = 2 / (len - 1) |
+ * | Blackman | 0.42 - 0.5 cos(k c / (len - 1)) + 0.08 cos(2 k c / (len - 1)) |
+ *
+ * Each window keeps its coefficients for up to 16 lengths. A 17th length releases all of them and starts
+ * anew.
+ *
+ * The float form leaves the frame as it is for a `len` below 2. When there is no memory for the coefficients
+ * it reports #QZ_StsNoMem and leaves frame and cache alone.
+ *
+ * @param[in,out] srcDst `len` samples of any range
+ * @param len number of samples
  */
 QZK_API void QZsWinHamming(float *srcDst, int32_t len);
 QZK_API void QZsWinHanning(float *srcDst, int32_t len);
 QZK_API void QZsWinBartlett(float *srcDst, int32_t len);
 QZK_API void QZsWinBlackman(float *srcDst, int32_t len);
+/** @} */
+
+/**
+ * @name Windows of 16-bit frames
+ * @{
+ */
+/**
+ * Convert the frame to float, apply the window and convert back as QZswbConvertDown() does, so that the
+ * caller chooses how the result is scaled. A frame of fewer than 2 samples is converted, but not tapered.
+ *
+ * The float copy of the frame lies in a buffer per window that only grows. Without memory for it or for the
+ * coefficients, #QZ_StsNoMem is reported and the frame stays as it is. A negative status, an earlier one
+ * included, stops the work after the float window with the report #QZ_StsBackTrace.
+ *
+ * @param[in,out] srcDst `len` samples
+ * @param len number of samples
+ * @param doScale how the result is fitted to 16 bits: #QZ_ScaleWrap, #QZ_ScaleFixed, #QZ_ScaleAuto or
+ *        #QZ_ScaleSaturate; any other value is reported with #QZ_StsBadArg
+ * @param[in,out] scaleFactor k of result times 2^-k: read by #QZ_ScaleFixed, stored by the other modes
+ * @return that of QZswbConvertDown(), or of the error handler
+ */
 QZK_API int32_t QZwWinHamming(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
 QZK_API int32_t QZwWinHanning(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
 QZK_API int32_t QZwWinBartlett(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
 QZK_API int32_t QZwWinBlackman(int16_t *srcDst, int32_t len, int32_t doScale, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Release of the window coefficients
+ * @{
+ */
+/**
+ * Release all coefficients of one window; the next frame builds them again.
+ * @return 0
+ */
 QZK_API int32_t QZsFreeWinHammingTbls(void);
 QZK_API int32_t QZsFreeWinHanningTbls(void);
 QZK_API int32_t QZsFreeWinBartlettTbls(void);
 QZK_API int32_t QZsFreeWinBlackmanTbls(void);
+/** @} */
+
+/**
+ * @name Release of the window coefficients and the 16-bit buffer
+ * @{
+ */
+/**
+ * Release all coefficients of one window, which both forms share, and the buffer of its 16-bit form.
+ */
 QZK_API void QZwFreeWinHammingTbls(void);
 QZK_API void QZwFreeWinHanningTbls(void);
 QZK_API void QZwFreeWinBartlettTbls(void);
 QZK_API void QZwFreeWinBlackmanTbls(void);
+/** @} */
+
+/**
+ * Pre-emphasis, in place: y[k] = x[k] - a x[k-1] from the unfiltered samples, product and difference in
+ * double. The first sample stays; nothing is carried over from one frame to the next.
+ *
+ * @param[in,out] srcDst `len` samples of any range
+ * @param a coefficient, of any value; customary are 0.9 to 1
+ * @param len number of samples; below 2 nothing changes
+ */
 QZK_API void QZsPreemphasize(float *srcDst, float a, int32_t len);
+
+/**
+ * Pre-emphasis of a 16-bit frame, in place.
+ *
+ * With #QZ_ScaleWrap each difference is evaluated in extended precision, truncated towards zero to 32 bits,
+ * of which the low 16 are stored without saturation; beyond 32 bits 0 is stored. The scale factor is set to
+ * 0, for a frame without samples too.
+ *
+ * With any other mode the frame is filtered as floats and converted back as QZswbConvertDown() does. Without
+ * memory for the float copy, #QZ_StsNoMem is reported and the frame stays as it is.
+ *
+ * @param[in,out] srcDst `len` samples
+ * @param a coefficient, of any value
+ * @param len number of samples; a `len` of 1 or less filters nothing
+ * @param doScale how the result is fitted to 16 bits: #QZ_ScaleWrap, #QZ_ScaleFixed, #QZ_ScaleAuto or
+ *        #QZ_ScaleSaturate; any other value is reported with #QZ_StsBadArg
+ * @param[in,out] scaleFactor k of result times 2^-k: read by #QZ_ScaleFixed, stored by the other modes
+ * @return 0 with #QZ_ScaleWrap, else that of QZswbConvertDown() or of the error handler
+ */
 QZK_API int32_t QZwPreemphasize(int16_t *srcDst, float a, int32_t len, int32_t doScale, int32_t *scaleFactor);
+
+/** Releases the buffer of QZwPreemphasize(). */
 QZK_API void QZFreePreemphasizeTbls(void);
 /** @} */
 

@@ -9,8 +9,8 @@
 
 namespace qzk {
 
-/// Growing work buffer of the 16-bit pre-emphasis.
-struct PreEmphasisContext {
+/// Floats in which a 16-bit form works; only grows.
+struct WorkBuffer {
     std::int32_t capacity; // floats in buff
     float *buff;
 };
@@ -19,10 +19,9 @@ struct PreEmphasisContext {
 struct WindowContext {
     static constexpr int maxTables = 16;
 
-    std::int32_t capacity; // floats in buff
-    float *buff;           // work buffer of the 16-bit form
+    WorkBuffer work;
     struct {
-        std::int32_t current;
+        std::int32_t current; // index of the table used last
         std::int32_t count;
         std::int32_t lengths[maxTables];
         float *tables[maxTables];
@@ -45,7 +44,9 @@ struct FftContext {
 struct DctContext {
     std::int32_t nFilters; // 0: no table
     std::int32_t nCoeffs;
-    double *sstoredDctFactor; // nCoeffs rows of nFilters
+    // Factor of filter j in coefficient k at j * simd::coefficientStride(nCoeffs) + k: vectors hold
+    // neighbouring coefficients.
+    double *sstoredDctFactor;
     double rowZeroFactor;
     double rowFactor;
 };
@@ -53,13 +54,14 @@ struct DctContext {
 /// Work buffers of the cepstral analysis.
 struct CepsContext {
     double *filterOutput;
-    QZComplexFloat *fftOut;
+    QZComplexFloat *fftOut; // reused in place for the log-magnitude spectrum
     float *tempVect;
     float *tempCeps;
+    std::int32_t tempCepsCapacity; // floats in tempCeps
 };
 
 struct Context {
-    PreEmphasisContext PreEmphasis;
+    WorkBuffer PreEmphasis;
     WindowContext Hamming, Hanning, Bartlett, Blackman;
     FftContext Fft;
     DctContext Dct;
