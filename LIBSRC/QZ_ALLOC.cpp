@@ -43,8 +43,8 @@ T **allocatePointers(std::int32_t count, const Sites &sites) {
 
 template <class T>
 std::int32_t freeRows(T **array, std::int32_t count) {
-    for (std::int32_t i = count; i-- > 0;)
-        release(array[i]);
+    for (std::int32_t left = count; left > 0; --left)
+        release(array[left - 1]);
     release(array);
     return 0;
 }
@@ -75,7 +75,7 @@ template <class T>
 T **allocateTable(std::int32_t rows, std::int64_t rowBytes, const Sites &sites) {
     T **const table = allocatePointers<T>(rows, sites);
     if (table == nullptr) return nullptr;
-    auto *const block = static_cast<std::uint8_t *>(allocate(arrayBytes(rows * rowBytes, 1)));
+    auto *const block = static_cast<std::uint8_t *>(allocate(arrayBytes(rows, arrayBytes(rowBytes, 1))));
     if (block == nullptr) {
         // kept: the pointer vector stays allocated, and nobody can reach it any more.
         report(QZ_StsNoMem, sites.rowsFunction, "2D array vector can not be allocated", sites.rowsLine);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -304,14 +305,24 @@ TEST(RowSize, NegativeLengthsInTables) {
     QZbFreeTable(table);
 }
 
-TEST(RowSize, SizesThatOverflowAreRefused) {
+/// What a heap that refuses the second request is asked for there; 0 when it is not asked.
+template <class Allocate>
+std::uint64_t secondRequest(Allocate allocate) {
     const RecordedReports reports;
-    FailingHeap heap(1); // the block itself is refused here where the address space could hold it
-    EXPECT_EQ(nullptr, QZsAllocTable(INT32_MAX, INT32_MAX));
-    for (const auto &event : heap.events())
-        std::free(event.block);
-    ASSERT_EQ(1u, reports.all().size());
-    EXPECT_EQ(QZ_StsNoMem, reports.all()[0].status);
+    const FailingHeap heap(1);
+    EXPECT_EQ(nullptr, allocate());
+    EXPECT_EQ(1u, reports.all().size());
+    EXPECT_EQ(QZ_StsNoMem, QZGetStatus());
+    if (heap.live() != 0) std::free(heap.events()[0].block); // the pointers of a table
+    return heap.requests() == 2 ? heap.events()[1].bytes : 0;
+}
+
+// Sizes are exact beyond 32 bits; where the address space ends before them, nothing smaller is asked for.
+TEST(RowSize, LargeSizesDoNotWrap) {
+    constexpr bool wide = sizeof(void *) == 8;
+    EXPECT_EQ(wide ? 0x400000000u : 0, secondRequest([] { return QZsAllocTable(0x10000, 0x10000); }));
+    EXPECT_EQ(wide ? 0x1FFFFFFFCu : 0, secondRequest([] { return QZiAlloc2(1, INT32_MAX); }));
+    EXPECT_EQ(0x10000000u, secondRequest([] { return QZbAlloc2(1, INT32_MAX); }));
 }
 
 template <auto Free, class T>
