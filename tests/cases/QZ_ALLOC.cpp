@@ -267,9 +267,9 @@ std::size_t rowBytes(T **(*allocate)(int32_t, int32_t), int32_t (*release)(T **,
     const RecordedReports reports;
     const FailingHeap heap;
     T **const array = allocate(1, len);
-    const std::size_t bytes = array != nullptr ? allocatedBytes(heap)[1] : 0;
-    if (array != nullptr) release(array, 1);
-    return bytes;
+    if (array == nullptr) return 0;
+    release(array, 1);
+    return heap.events()[1].bytes;
 }
 
 // The heap is never asked for 0 bytes: an empty row is a block of 1.
