@@ -370,6 +370,23 @@ QZK_API void QZvwbConvert(const QZComplexShort *src, int16_t *dst, int32_t len, 
 
 /**
  * @defgroup fft Fourier transforms
+ *
+ * Transforms of n = 2^order points, in place or from a source to a destination, with
+ * X[k] = sum over j of x[j] e^(-2 pi i jk/n) forward and e^(+2 pi i jk/n) inverse: the Cooley-Tukey
+ * algorithm in radix 4, decimation in frequency (Oppenheim and Schafer, Discrete-Time Signal Processing).
+ * Data and tables are singles; each pass computes in double and rounds its results once to single.
+ *
+ * `flags` is #QZ_FORWARD or #QZ_INVERSE, with #QZ_NOSCALE if wanted. Both directions at once, or none, are
+ * reported with #QZ_StsBadArg and the data are left as they are.
+ *
+ * The packed spectrum of n real samples is n floats: X[0], X[n/2], then real and imaginary part of
+ * X[1] ... X[n/2 - 1]. The other half is the conjugate of this one.
+ *
+ * Tables are built by the first transform of an order and kept until QZFreeFftTbls(). A transform for whose
+ * table there is no memory, or whose order is not in 0 ... 32, reports #QZ_StsNoMem; a table of twiddle
+ * factors that cannot be had leaves the data as they are, a table of reversed indexes leaves them undefined.
+ * A negative status word left by an earlier failure is reported as a back-trace after the tables were
+ * fetched, and unless the error handler answers 0 the transform stops there.
  * @{
  */
 
@@ -377,12 +394,83 @@ QZK_API void QZvwbConvert(const QZComplexShort *src, int16_t *dst, int32_t len, 
 #define QZ_INVERSE 2 /**< kernel e^(+2 pi i jk/n), result multiplied by 1/n */
 #define QZ_NOSCALE 8 /**< with #QZ_INVERSE: without the factor 1/n */
 
+/**
+ * @brief Complex transform in place.
+ *
+ * Order 0 changes nothing, whatever the flags.
+ *
+ * @param data 2^order points; their transform on return
+ * @param order base-2 logarithm of the number of points
+ * @param flags direction and scaling
+ */
 QZK_API void QZcFft(QZComplexFloat *data, int32_t order, int32_t flags);
+
+/**
+ * @brief Complex transform into a destination: QZsbCopy(), then QZcFft() there.
+ *
+ * Order 0 copies the one point.
+ *
+ * @param src 2^order points
+ * @param dst room for 2^order points: their transform
+ * @param order base-2 logarithm of the number of points
+ * @param flags direction and scaling
+ */
 QZK_API void QZcFftNip(const QZComplexFloat *src, QZComplexFloat *dst, int32_t order, int32_t flags);
+
+/**
+ * @brief Packed spectrum of real samples, in place.
+ *
+ * Order 0 changes nothing, whatever the flags. #QZ_INVERSE gives the spectrum with the inverse kernel, times
+ * 1/n; the way back from a forward spectrum is QZsCcsFft(). Computed as the complex transform of n/2 points
+ * and a pass that splits it into the spectra of the even and the odd samples.
+ *
+ * @param data 2^order samples; their packed spectrum on return
+ * @param order base-2 logarithm of the number of samples
+ * @param flags direction and scaling
+ */
 QZK_API void QZsRealFft(float *data, int32_t order, int32_t flags);
+
+/**
+ * @brief Packed spectrum of real samples into a destination: QZsbCopy(), then QZsRealFft() there.
+ *
+ * Order 0 copies the one sample.
+ *
+ * @param src 2^order samples
+ * @param dst room for 2^order floats: the packed spectrum
+ * @param order base-2 logarithm of the number of samples
+ * @param flags direction and scaling
+ */
 QZK_API void QZsRealFftNip(const float *src, float *dst, int32_t order, int32_t flags);
+
+/**
+ * @brief Real samples of a packed spectrum, in place.
+ *
+ * #QZ_INVERSE undoes QZsRealFft() forward. #QZ_FORWARD is the sum with the forward kernel, without a factor.
+ * Order 0 changes nothing, whatever the flags.
+ *
+ * @param data packed spectrum of 2^order floats; the samples in natural order on return
+ * @param order base-2 logarithm of the number of samples
+ * @param flags direction and scaling
+ */
 QZK_API void QZsCcsFft(float *data, int32_t order, int32_t flags);
+
+/**
+ * @brief Real samples of a packed spectrum into a destination: QZsbCopy(), then QZsCcsFft() there.
+ *
+ * Order 0 copies the one float.
+ *
+ * @param src packed spectrum of 2^order floats
+ * @param dst room for 2^order floats: the samples
+ * @param order base-2 logarithm of the number of samples
+ * @param flags direction and scaling
+ */
 QZK_API void QZsCcsFftNip(const float *src, float *dst, int32_t order, int32_t flags);
+
+/**
+ * @brief Releases the tables and work buffers of all Fourier transforms.
+ *
+ * The next transform builds its tables again, with the same bits.
+ */
 QZK_API void QZFreeFftTbls(void);
 /** @} */
 
