@@ -55,6 +55,7 @@ Kernels kernelsUpTo(Level level) {
     installUpTo(level, table.distance);
     installUpTo(level, table.fft);
     installUpTo(level, table.logic);
+    installUpTo(level, table.warp);
     return table;
 }
 

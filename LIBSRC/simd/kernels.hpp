@@ -8,6 +8,7 @@
 #include "simd/distance.hpp"
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
+#include "simd/warp.hpp"
 
 namespace qzk::simd {
 
@@ -20,6 +21,7 @@ struct Kernels {
     DistanceKernels distance;
     FftKernels fft;
     LogicKernels logic;
+    WarpKernels warp;
 };
 
 /// The table in force: at first use, that of the highest level of this processor and this build.
