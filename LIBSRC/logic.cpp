@@ -9,6 +9,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <type_traits>
 
 using namespace qzk;
 
@@ -31,29 +33,42 @@ const simd::LogicKernels::Operation &kernelsFor(const simd::Kernels &table) {
     return table.logic.*Operation::kernels;
 }
 
-/// Runs work(table, i, count) over n bytes in steps that may each read ahead of their writes. Operands too
-/// close for that take the definition's own steps.
+/// Operands closer than this take the definition's own steps.
+constexpr size_t worthwhile = 64;
+
+/// Runs work(table, i, count) over n bytes in steps that may each read ahead of their writes.
 template <class Work>
 void inSteps(size_t n, size_t step, Work work) {
-    constexpr size_t worthwhile = 64;
-    if (step < std::min(n, worthwhile)) return work(simd::kernelsOf(simd::Level::plain), size_t{0}, n);
+    if (step >= n) return work(simd::kernels(), size_t{0}, n);
+    if (step < worthwhile) return work(simd::kernelsOf(simd::Level::plain), size_t{0}, n);
     const simd::Kernels &table = simd::kernels();
     for (size_t i = 0; i < n; i += step)
         work(table, i, std::min(step, n - i));
 }
 
-/// A source up to 15 bytes above the destination is changed by a descending remainder before it is read.
-template <class Operation>
-size_t stepOfBytes(const uint8_t *src, const uint8_t *dst, size_t n) {
+void copyBytes(const uint8_t *src, uint8_t *dst, size_t n) {
+    const size_t step = ascendingStep(src, dst, n);
+    if (step >= n)
+        std::memmove(dst, src, n);
+    else if (step < worthwhile)
+        kernelsFor<Copy>(simd::kernelsOf(simd::Level::plain)).bytes(src, dst, dst, n);
+    else
+        for (size_t i = 0; i < n; i += step)
+            std::memcpy(dst + i, src + i, std::min(step, n - i));
+}
+
+/// Bytes that logic may read ahead. Its remainder descends and changes a source that begins less than a block
+/// above the destination before reading it.
+size_t stepOfLogic(const uint8_t *src, const uint8_t *dst, size_t n) {
     constexpr size_t longestRemainder = 15;
     const auto above = reinterpret_cast<std::uintptr_t>(src) - reinterpret_cast<std::uintptr_t>(dst);
-    if (Operation::remainderDescends && above - 1 < std::min(longestRemainder, n)) return 0;
+    if (above - 1 < std::min(longestRemainder, n)) return 0;
     return ascendingStep(src, dst, n);
 }
 
 template <class Operation>
 void joinBytes(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, size_t n) {
-    const size_t step = std::min(stepOfBytes<Operation>(src1, dst, n), stepOfBytes<Operation>(src2, dst, n));
+    const size_t step = std::min(stepOfLogic(src1, dst, n), stepOfLogic(src2, dst, n));
     inSteps(n, step, [=](const simd::Kernels &table, size_t i, size_t count) {
         kernelsFor<Operation>(table).bytes(src1 + i, src2 + i, dst + i, count);
     });
@@ -61,7 +76,10 @@ void joinBytes(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, size_t n)
 
 template <class Operation>
 void moveBytes(Single source, uint8_t *dst, size_t n) {
-    joinBytes<Operation>(source.src, dst, dst, n);
+    if constexpr (std::is_same_v<Operation, Copy>)
+        copyBytes(source.src, dst, n);
+    else
+        joinBytes<Operation>(source.src, dst, dst, n);
 }
 
 template <class, class Joint>
@@ -136,7 +154,11 @@ void combineBits(Source source, uint8_t *dst, int32_t srcOffset, int32_t dstOffs
 
 template <class Operation>
 void combinePattern(uint32_t pattern, uint8_t *dst, size_t n) {
-    kernelsFor<Operation>(simd::kernels()).pattern(pattern, dst, n);
+    const auto byte = static_cast<uint8_t>(pattern);
+    if (std::is_same_v<Operation, Copy> && pattern == byte * 0x01010101u)
+        std::memset(dst, byte, n);
+    else
+        kernelsFor<Operation>(simd::kernels()).pattern(pattern, dst, n);
 }
 
 /// Combines every byte of a run with one value.
@@ -176,11 +198,6 @@ void combineNibblesOrFirstByte(unsigned value, uint8_t *dst, int32_t nibbleOffse
 uint8_t allBits(uint8_t value) { return (value & 1) != 0 ? 0xFF : 0; }
 
 template <class T>
-size_t bytesOf(int32_t len) {
-    return len > 0 ? static_cast<size_t>(len) * sizeof(T) : 0;
-}
-
-template <class T>
 uint32_t patternOf(T value) {
     if constexpr (sizeof(T) == 1)
         return std::bit_cast<uint8_t>(value) * 0x01010101u;
@@ -200,18 +217,26 @@ uint8_t *asBytes(T *elements) {
     return reinterpret_cast<uint8_t *>(elements);
 }
 
+template <class T>
+size_t bytesOf(int32_t len) {
+    return static_cast<size_t>(len) * sizeof(T);
+}
+
 template <class Operation, class T>
 void combine(T value, T *srcDst, int32_t len) {
+    if (len < 1) return;
     combinePattern<Operation>(patternOf(value), asBytes(srcDst), bytesOf<T>(len));
 }
 
 template <class Operation, class T>
 void combine(const T *src, T *srcDst, int32_t len) {
-    joinBytes<Operation>(asBytes(src), asBytes(srcDst), asBytes(srcDst), bytesOf<T>(len));
+    if (len < 1) return;
+    moveBytes<Operation>(Single{asBytes(src)}, asBytes(srcDst), bytesOf<T>(len));
 }
 
 template <class Operation, class T>
 void combine(const T *src1, const T *src2, T *dst, int32_t len) {
+    if (len < 1) return;
     joinBytes<Operation>(asBytes(src1), asBytes(src2), asBytes(dst), bytesOf<T>(len));
 }
 

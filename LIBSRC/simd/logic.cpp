@@ -13,7 +13,10 @@ using std::uint8_t;
 
 // There are no shifts of bytes: lanes of 16 bits are the smallest that shift.
 using Wide = Vec<uint16_t>;
-typedef uint16_t Quarter __attribute__((vector_size(16)));
+typedef uint16_t Bytes16 __attribute__((vector_size(16)));
+#if QZK_SIMD_LEVEL == 3
+typedef uint16_t Bytes32 __attribute__((vector_size(32)));
+#endif
 
 template <class T>
 struct Load {
@@ -106,25 +109,14 @@ QZK_INLINE void produceEnds(uint8_t *dst, size_t n, Block block) {
     put(dst + n - sizeof(T), last);
 }
 
+/// Fewer bytes than a vector has.
+template <class Block>
+QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
 #if QZK_SIMD_LEVEL == 3
-struct LoadMasked {
-    __mmask64 mask;
-
-    [[gnu::always_inline]] Wide operator()(const uint8_t *from) const {
-        return (Wide)_mm512_maskz_loadu_epi8(mask, from);
-    }
-};
-
-template <class Block>
-QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
-    const auto mask = static_cast<__mmask64>((uint64_t{1} << n) - 1);
-    _mm512_mask_storeu_epi8(dst, mask, (__m512i)block.at(LoadMasked{mask}, 0));
-}
-#else
-template <class Block>
-QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
-    if (n >= sizeof(Quarter))
-        produceEnds<Quarter>(dst, n, block);
+    if (n >= sizeof(Bytes32)) return produceEnds<Bytes32>(dst, n, block);
+#endif
+    if (n >= sizeof(Bytes16))
+        produceEnds<Bytes16>(dst, n, block);
     else if (n >= sizeof(uint64_t))
         produceEnds<uint64_t>(dst, n, block);
     else if (n >= sizeof(uint32_t))
@@ -134,7 +126,6 @@ QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
     else if (n != 0)
         produceEnds<uint8_t>(dst, n, block);
 }
-#endif
 
 /// n bytes. The first and the last vector overlap the aligned ones between them: both are computed before
 /// anything is written and hold what the aligned ones hold, also where the destination is a source.
@@ -171,21 +162,9 @@ void pattern(uint32_t pattern, uint8_t *dst, size_t n) {
     produce(dst, n, PatternBlock<Operation>{pattern, dst});
 }
 
-void fill(uint32_t pattern, uint8_t *dst, size_t n) {
-    const uint8_t byte = pattern & 0xFF;
-    if (pattern == byte * 0x01010101u)
-        __builtin_memset(dst, byte, n);
-    else
-        produce(dst, n, PatternBlock<Copy>{pattern, dst});
-}
-
 template <class Operation>
 void bytes(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, size_t n) {
     produce(dst, n, ByteBlock<Operation>{{src1, src2}});
-}
-
-void copyBytes(const uint8_t *src, const uint8_t *, uint8_t *dst, size_t n) {
-    __builtin_memmove(dst, src, n);
 }
 
 template <class Operation>
@@ -207,7 +186,8 @@ void installLogic(LogicKernels &kernels) {
 } // namespace
 
 void QZK_LEVEL::install(LogicKernels &kernels) {
-    kernels.copy = {fill, copyBytes, shifted<Copy>, nullptr};
+    kernels.copy.pattern = pattern<Copy>;
+    kernels.copy.shifted = shifted<Copy>;
     installLogic<And>(kernels);
     installLogic<Or>(kernels);
     installLogic<Xor>(kernels);
