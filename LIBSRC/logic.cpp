@@ -57,12 +57,12 @@ void copyBytes(const uint8_t *src, uint8_t *dst, size_t n) {
             std::memcpy(dst + i, src + i, std::min(step, n - i));
 }
 
-/// Bytes that logic may read ahead. Its remainder descends and changes a source that begins less than a block
-/// above the destination before reading it.
+/// Bytes that logic may read ahead. Its remainder descends: there, a source that begins a few bytes above the
+/// destination changes before it is read.
 size_t stepOfLogic(const uint8_t *src, const uint8_t *dst, size_t n) {
     constexpr size_t longestRemainder = 15;
     const auto above = reinterpret_cast<std::uintptr_t>(src) - reinterpret_cast<std::uintptr_t>(dst);
-    if (above - 1 < std::min(longestRemainder, n)) return 0;
+    if (above != 0 && above < longestRemainder) return 0;
     return ascendingStep(src, dst, n);
 }
 
@@ -132,7 +132,7 @@ void combineBits(Source source, uint8_t *dst, int32_t srcOffset, int32_t dstOffs
     if (len < 1) return;
     const BitRun run(dstOffset, len);
     const size_t sourceLast = BitRun(srcOffset, len).last;
-    const unsigned left = static_cast<unsigned>(dstOffset - srcOffset) & 7;
+    const unsigned left = (static_cast<unsigned>(dstOffset) - static_cast<unsigned>(srcOffset)) & 7;
     const size_t before = (srcOffset & 7) > (dstOffset & 7) ? 1 : 0;
 
     // Destination byte k takes source bytes k - before and the next one. Bytes outside the source run are

@@ -27,7 +27,7 @@ struct Load {
     }
 };
 
-/// A word of T that holds the pattern's bytes in memory order, lowest first.
+/// The pattern repeated, or its first bytes, as a word of T.
 template <class T>
 QZK_INLINE T repeated(uint32_t pattern) {
     if constexpr (sizeof(T) <= sizeof pattern) {

@@ -35,12 +35,10 @@ void storeWord(uint8_t *to, uint32_t word) { std::memcpy(to, &word, sizeof word)
 template <class Operation>
 void pattern(uint32_t pattern, uint8_t *dst, size_t n) {
     uint8_t bytes[wordBytes];
-    for (size_t i = 0; i < wordBytes; ++i)
-        bytes[i] = static_cast<uint8_t>(pattern >> (8 * i));
-    const uint32_t word = LoadWord{}(bytes);
+    storeWord(bytes, pattern);
     size_t i = 0;
     for (; n - i >= wordBytes; i += wordBytes)
-        storeWord(dst + i, Operation::combine(word, LoadWord{}(dst + i)));
+        storeWord(dst + i, Operation::combine(pattern, LoadWord{}(dst + i)));
     for (; i < n; ++i)
         dst[i] = Operation::combine(bytes[i % wordBytes], dst[i]);
 }

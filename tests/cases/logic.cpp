@@ -55,6 +55,9 @@ TEST(LogicBits, OnlyTheLowThreeBitsOfAnOffsetCount) {
         QZbbCopy(src.data(), expected.data(), 3, 6, 14);
         QZbbCopy(src.data(), dst.data(), 3 + turns, 6 + turns, 14);
         EXPECT_EQ(expected, dst);
+        QZbbXor2(src.data(), expected.data(), 2, 5, 14);
+        QZbbXor2(src.data(), dst.data(), 2 + turns, 5, 14);
+        EXPECT_EQ(expected, dst);
         QZbbNot(expected.data(), 4, 9);
         QZbbNot(dst.data(), 4 + turns, 9);
         EXPECT_EQ(expected, dst);

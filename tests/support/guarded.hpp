@@ -23,7 +23,7 @@ public:
     std::size_t size() const { return bytes_ / sizeof(T); }
 
     void assign(const std::vector<T> &values) {
-        std::memcpy(data(), values.data(), values.size() * sizeof(T));
+        if (!values.empty()) std::memcpy(data(), values.data(), values.size() * sizeof(T));
     }
     std::vector<T> values() const {
         std::vector<T> result(size());
