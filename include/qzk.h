@@ -600,22 +600,111 @@ QZK_API void QZFreePreemphasizeTbls(void);
 
 /**
  * @defgroup cepstrum Mel-frequency cepstra
+ *
+ * Features of one frame after S. B. Davis and P. Mermelstein, "Comparison of parametric representations for
+ * monosyllabic word recognition in continuously spoken sentences" (1980): log magnitudes of the spectrum,
+ * weighted sums over triangular filters that are equally wide in mel, and their cosine transform. The
+ * logarithm is taken before the sums.
+ *
+ *     QZMFCCFilters *filters = QZsMFCCInit(9, 24, 0, 4000, 8000, 0, 0, 0);
+ *     for (each frame of 512 samples)
+ *         QZsCepstralMFCC(1, frame, filters, cepstrum, 13);
+ *     QZsFreeMFCCFilters(filters);
+ *
+ * The work buffers are sized for the filter bank used last: changing between two banks from frame to frame
+ * allocates them anew each time. One table of cosine factors serves the last pair of `nFilters` and
+ * `nCoeffs`.
  * @{
  */
 
 /** Filter bank made by QZsMFCCInit() or QZwMFCCInit(). */
 typedef struct QZMFCCFilters QZMFCCFilters;
 
+/**
+ * @name Filter banks
+ * @{
+ */
+/**
+ * Build a bank of triangular filters over N = 2^`order` bins; bin b stands for the frequency
+ * b (`rate` / 2) / (N - 1). A filter's weight rises from 0 at its low edge to 1 at its center and falls to 0
+ * at its high edge, linearly in frequency. Frequencies are in the unit of 1 Hz: mel(f) = 2595 log10(1 + f /
+ * 700).
+ *
+ * `nFilters` filters of equal width in mel, each beginning at its predecessor's center, cover `lowFreq` to
+ * `highFreq`. With `linear` not 0, `nLinear` above 0 and `linearEnd` above `lowFreq`, the first `nLinear` of
+ * them are instead equally wide in frequency and cover `lowFreq` to `linearEnd`, the last one reaching to the
+ * center of the first mel filter and being centered anew.
+ *
+ * The 16-bit form does the same; it also gives up, with the report #QZ_StsBackTrace, when an earlier failure
+ * left a negative status.
+ *
+ * @param order binary logarithm of the frame length, 0 to 30
+ * @param nFilters number of filters
+ * @param lowFreq low edge of the first filter
+ * @param highFreq high edge of the last filter
+ * @param rate twice the frequency of the last bin. Bin b reads the log magnitude of the frame's b-th spectral
+ *        value, whose frequency is b / N times the sampling rate, so that bins above N/2 read it mirrored
+ * @param linear not 0: linear filters come first
+ * @param nLinear number of linear filters
+ * @param linearEnd end of the linear part
+ * @return the bank, which the caller frees exactly once with the matching function; null without memory,
+ * which is reported with #QZ_StsNoMem, as are an `order` or `nFilters` for which no bank can exist
+ */
 QZK_API QZMFCCFilters *QZsMFCCInit(int32_t order, int32_t nFilters, int32_t lowFreq, int32_t highFreq,
                                    int32_t rate, int32_t linear, int32_t nLinear, int32_t linearEnd);
 QZK_API QZMFCCFilters *QZwMFCCInit(int32_t order, int32_t nFilters, int32_t lowFreq, int32_t highFreq,
                                    int32_t rate, int32_t linear, int32_t nLinear, int32_t linearEnd);
+/** @} */
+
+/**
+ * Cepstrum of one frame: c[k] = 2 sum over j of F[j] cos(pi k (j + 0.5) / nFilters), where F[j] is filter j's
+ * weighted sum of S, and S[b] = log10 |X[b]| the log magnitude of the frame's spectrum.
+ *
+ * A spectral value of 0 gives minus infinity, which is no error.
+ *
+ * Reports #QZ_StsNoMem without memory for the work buffers, and #QZ_StsBackTrace when a step left a negative
+ * status or found one. With a negative status a time signal is not worked on; a spectrum is.
+ *
+ * @param timeSignal not 0: `src` holds N samples; 0: `src` holds S, N/2 + 1 log magnitudes
+ * @param[in] src the frame, of any range
+ * @param[in,out] filters the bank; its order gives N
+ * @param[out] dst `nCoeffs` cepstral coefficients
+ * @param nCoeffs number of coefficients; below 1 nothing is written
+ * @return the status when it is not negative, else that of the error handler
+ */
 QZK_API int32_t QZsCepstralMFCC(int32_t timeSignal, const float *src, QZMFCCFilters *filters, float *dst,
                                 int32_t nCoeffs);
+
+/**
+ * Cepstrum of a 16-bit frame: QZsCepstralMFCC() of its float copy, converted to 16 bits as QZswbConvertDown()
+ * does. Reports as both of them do.
+ *
+ * @param timeSignal not 0: `src` holds samples; 0: its first N/2 + 1 values are log magnitudes
+ * @param[in] src N values, all of which are read
+ * @param[in,out] filters the bank; its order gives N
+ * @param[out] dst `nCoeffs` cepstral coefficients
+ * @param nCoeffs number of coefficients; below 1 nothing is written
+ * @param doScale how the result is fitted to 16 bits: #QZ_ScaleWrap, #QZ_ScaleFixed, #QZ_ScaleAuto or
+ *        #QZ_ScaleSaturate; any other value is reported with #QZ_StsBadArg
+ * @param[in,out] scaleFactor k of result times 2^-k: read by #QZ_ScaleFixed, stored by the other modes
+ * @return that of QZswbConvertDown(), or of the error handler
+ */
 QZK_API int32_t QZwCepstralMFCC(int32_t timeSignal, const int16_t *src, QZMFCCFilters *filters, int16_t *dst,
                                 int32_t nCoeffs, int32_t doScale, int32_t *scaleFactor);
+
+/**
+ * @name Release of filter banks
+ * @{
+ */
+/**
+ * Releases a bank, the work buffers that were sized for it and the table of cosine factors, which a further
+ * bank in use builds again. The 16-bit form also releases the buffers of QZwCepstralMFCC().
+ *
+ * @param filters the bank
+ */
 QZK_API void QZsFreeMFCCFilters(QZMFCCFilters *filters);
 QZK_API void QZwFreeMFCCFilters(QZMFCCFilters *filters);
+/** @} */
 /** @} */
 
 /**

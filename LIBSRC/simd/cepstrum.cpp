@@ -9,23 +9,12 @@ using Doubles = Vec<double>;
 
 // Both filters work from the end: an element's predecessor is still unfiltered then, whatever the block.
 
-/// The product of two floats is exact in double, so fusing it with the difference changes nothing.
-QZK_INLINE Doubles emphasized(Doubles current, Doubles previous, Doubles factor) {
-#if QZK_SIMD_LEVEL == 3
-    return (Doubles)_mm512_fnmadd_pd((__m512d)previous, (__m512d)factor, (__m512d)current);
-#elif QZK_SIMD_LEVEL == 2
-    return (Doubles)_mm256_fnmadd_pd((__m256d)previous, (__m256d)factor, (__m256d)current);
-#else
-    return current - previous * factor;
-#endif
-}
-
 void preEmphasizeFloats(float *srcDst, float a, std::size_t n) {
     const Doubles factor = splat(static_cast<double>(a));
     std::size_t k = n;
     for (; k > lanes; k -= lanes) {
         float *const at = srcDst + k - lanes;
-        storeNarrowed(at, emphasized(loadWidened(at), loadWidened(at - 1), factor));
+        storeNarrowed(at, loadWidened(at) - loadWidened(at - 1) * factor);
     }
     while (--k > 0)
         srcDst[k] = static_cast<float>(srcDst[k] - static_cast<double>(srcDst[k - 1]) * a);
@@ -40,7 +29,7 @@ QZK_INLINE __m512d widened(const std::int16_t *from) {
 }
 
 QZK_INLINE void emphasize(std::int16_t *at, Doubles factor) {
-    const auto result = emphasized((Doubles)widened(at), (Doubles)widened(at - 1), factor);
+    const auto result = (Doubles)widened(at) - (Doubles)widened(at - 1) * factor;
     _mm_storeu_si128((__m128i *)at, _mm256_cvtepi32_epi16(_mm512_cvttpd_epi32((__m512d)result)));
 }
 
@@ -53,7 +42,7 @@ QZK_INLINE Doubles widened(const std::int16_t *from) {
 }
 
 QZK_INLINE void emphasize(std::int16_t *at, Doubles factor) {
-    const auto result = emphasized(widened(at), widened(at - 1), factor);
+    const auto result = widened(at) - widened(at - 1) * factor;
     const __m128i lowHalves = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1);
     _mm_storel_epi64((__m128i *)at, _mm_shuffle_epi8(_mm256_cvttpd_epi32((__m256d)result), lowHalves));
 }
@@ -70,7 +59,7 @@ QZK_INLINE __m128i widened(const std::int16_t *from) {
 
 QZK_INLINE __m128i emphasizedPair(__m128i current, __m128i previous, Doubles factor) {
     return _mm_cvttpd_epi32(
-        (__m128d)emphasized((Doubles)_mm_cvtepi32_pd(current), (Doubles)_mm_cvtepi32_pd(previous), factor));
+        (__m128d)((Doubles)_mm_cvtepi32_pd(current) - (Doubles)_mm_cvtepi32_pd(previous) * factor));
 }
 
 QZK_INLINE void emphasize(std::int16_t *at, Doubles factor) {
@@ -91,6 +80,29 @@ void preEmphasizeShorts(std::int16_t *srcDst, float a, std::size_t n) {
         emphasize(srcDst + k - shortLanes, splat(factor));
     while (--k > 0)
         srcDst[k] = static_cast<std::int16_t>(static_cast<std::int32_t>(srcDst[k] - srcDst[k - 1] * factor));
+}
+
+QZK_INLINE Doubles reversed(Doubles v) {
+#if QZK_SIMD_LEVEL == 3
+    return (Doubles)_mm512_permutexvar_pd(_mm512_setr_epi64(7, 6, 5, 4, 3, 2, 1, 0), (__m512d)v);
+#elif QZK_SIMD_LEVEL == 2
+    return (Doubles)_mm256_permute4x64_pd((__m256d)v, 0x1B);
+#else
+    return (Doubles)_mm_shuffle_pd((__m128d)v, (__m128d)v, 1);
+#endif
+}
+
+/// With bins on a vector boundary all stores but the last ones are aligned.
+void mirror(const float *spectrum, std::size_t half, double *bins) {
+    std::size_t b = 0;
+    for (; b + lanes <= half + 1; b += lanes)
+        store(bins + b, loadWidened(spectrum + b));
+    for (; b <= half; ++b)
+        bins[b] = spectrum[b];
+    for (b = 1; b + lanes <= half; b += lanes)
+        store(bins + 2 * half - b - (lanes - 1), reversed(loadWidened(spectrum + b)));
+    for (; b < half; ++b)
+        bins[2 * half - b] = spectrum[b];
 }
 
 #if QZK_SIMD_LEVEL <= 2
@@ -114,7 +126,7 @@ QZK_INLINE Doubles addColumns(Doubles sums, const Doubles (&rows)[lanes]) {
 }
 
 /// Writes the sums of one group and returns their total by lanes.
-QZK_INLINE Doubles sumGroup(const FilterGroup &group, const float *spectrum, double *filterOutput) {
+QZK_INLINE Doubles sumGroup(const FilterGroup &group, const double *bins, double *filterOutput) {
     constexpr auto filters = FilterGroup::filters, block = FilterGroup::block;
     Doubles sums[filters / lanes] = {};
     const double *weights = group.weights;
@@ -126,7 +138,7 @@ QZK_INLINE Doubles sumGroup(const FilterGroup &group, const float *spectrum, dou
                 for (std::size_t row = 0; row < lanes; ++row) {
                     const std::size_t filter = v * lanes + row;
                     products[row] = load(weights + filter * block + part) *
-                                    loadWidened(spectrum + group.start[filter] + step + part);
+                                    load(bins + group.start[filter] + step + part);
                 }
                 sums[v] = addColumns(sums[v], products);
             }
@@ -141,16 +153,16 @@ QZK_INLINE Doubles sumGroup(const FilterGroup &group, const float *spectrum, dou
 }
 
 /// Lanes are filters. A zero weight outside the filter adds a zero, which leaves a sum that started at +0 as
-/// it is, unless the spectrum value is infinite or not a number: then that sum and the total become not a
-/// number, and the ordered sums over the filters' own bins decide.
-void filterBank(const FilterGroup *groups, std::size_t nGroups, const float *spectrum, double *filterOutput) {
+/// it is, unless the bin is infinite or not a number: then that sum and the total become not a number, and
+/// the ordered sums over the filters' own bins decide.
+void filterBank(const FilterGroup *groups, std::size_t nGroups, const double *bins, double *filterOutput) {
     Doubles total = {};
     for (std::size_t g = 0; g < nGroups; ++g)
-        total += sumGroup(groups[g], spectrum, filterOutput + g * FilterGroup::filters);
+        total += sumGroup(groups[g], bins, filterOutput + g * FilterGroup::filters);
     bool undefined = false;
     for (std::size_t lane = 0; lane < lanes; ++lane)
         undefined |= total[lane] != total[lane];
-    if (undefined) plain::filterBank(groups, nGroups, spectrum, filterOutput);
+    if (undefined) plain::filterBank(groups, nGroups, bins, filterOutput);
 }
 
 #endif
@@ -180,6 +192,7 @@ void cosineTransform(const double *filterOutput, std::size_t nFilters, const dou
 void QZK_LEVEL::install(CepstrumKernels &kernels) {
     kernels.preEmphasizeFloats = preEmphasizeFloats;
     kernels.preEmphasizeShorts = preEmphasizeShorts;
+    kernels.mirror = mirror;
 #if QZK_SIMD_LEVEL <= 2
     kernels.filterBank = filterBank;
 #endif

@@ -23,6 +23,14 @@ void preEmphasizeShorts(std::int16_t *srcDst, float a, std::size_t n) {
     }
 }
 
+void mirror(const float *spectrum, std::size_t half, double *bins) {
+    bins[0] = spectrum[0];
+    for (std::size_t b = 1; b <= half; ++b) {
+        bins[b] = spectrum[b];
+        bins[2 * half - b] = spectrum[b];
+    }
+}
+
 void cosineTransform(const double *filterOutput, std::size_t nFilters, const double *factors,
                      std::size_t nCoeffs, float *dst) {
     const std::size_t stride = coefficientStride(nCoeffs);
@@ -36,7 +44,7 @@ void cosineTransform(const double *filterOutput, std::size_t nFilters, const dou
 
 } // namespace
 
-void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const float *spectrum,
+void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const double *bins,
                        double *filterOutput) {
     for (std::size_t g = 0; g < nGroups; ++g) {
         const FilterGroup &group = groups[g];
@@ -45,7 +53,7 @@ void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const flo
             const auto count = static_cast<std::size_t>(group.count[filter]);
             double sum = 0.0;
             for (std::size_t step = first; step < first + count; ++step)
-                sum += group.weight(filter, step) * spectrum[group.start[filter] + std::ptrdiff_t(step)];
+                sum += group.weight(filter, step) * bins[group.start[filter] + std::ptrdiff_t(step)];
             *filterOutput++ = sum;
         }
     }
@@ -54,6 +62,7 @@ void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const flo
 void plain::install(CepstrumKernels &kernels) {
     kernels.preEmphasizeFloats = preEmphasizeFloats;
     kernels.preEmphasizeShorts = preEmphasizeShorts;
+    kernels.mirror = mirror;
     kernels.filterBank = plain::filterBank;
     kernels.cosineTransform = cosineTransform;
 }

@@ -1,6 +1,7 @@
-// Windows and pre-emphasis, formula by formula. The cosine is taken in extended precision, so that its last
-// bit cannot reach the float.
+// Windows and pre-emphasis, formula by formula.
 #pragma once
+
+#include "reference/elementary.hpp"
 
 #include <cmath>
 #include <cstddef>
@@ -9,20 +10,18 @@
 
 namespace qzk::test::reference {
 
-inline double roundedCosine(double x) { return static_cast<double>(std::cos(static_cast<long double>(x))); }
-
 enum class Taper { hamming, hanning, bartlett, blackman };
 
 inline double taper(Taper kind, int k, int n) {
     const double turn = 6.2831853;
-    if (kind == Taper::hamming) return 0.54 - 0.46 * roundedCosine(k * (turn / (n - 1)));
-    if (kind == Taper::hanning) return 0.5 - 0.5 * roundedCosine((k + 1) * (turn / (n + 1)));
+    if (kind == Taper::hamming) return 0.54 - 0.46 * cosine(k * (turn / (n - 1)));
+    if (kind == Taper::hanning) return 0.5 - 0.5 * cosine((k + 1) * (turn / (n + 1)));
     if (kind == Taper::bartlett) {
         const double d = 2.0 / (n - 1);
         return k <= (n - 1) / 2 ? k * d : 2.0 - k * d;
     }
     const double a = turn / (n - 1);
-    return 0.42 - 0.5 * roundedCosine(k * a) + 0.08 * roundedCosine(2.0 * (k * a));
+    return 0.42 - 0.5 * cosine(k * a) + 0.08 * cosine(2.0 * (k * a));
 }
 
 inline std::vector<float> tapered(Taper kind, const std::vector<float> &x) {
