@@ -82,7 +82,7 @@ struct Search {
 
 template <class T>
 Search searchFor(Range<double> range) {
-    const auto [minimum, maximum] = range;
+    const double minimum = range.minimum, maximum = range.maximum;
     const auto byMaximum = [&](Direction direction) { return Search{direction, maximum, top<T>}; };
     if (minimum < bottom<T> || maximum > top<T>) {
         if (std::fabs(minimum) <= maximum) return byMaximum(Direction::down);

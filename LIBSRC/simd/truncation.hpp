@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <type_traits>
 
 namespace qzk::simd {
 
@@ -19,9 +18,9 @@ template <class T>
 /// Clamped to the range of T; a not-a-number goes to the end that its sign tells.
 template <class T>
 [[gnu::always_inline]] static inline T saturated(double x) {
-    using Limits = std::numeric_limits<T>;
-    if (x >= Limits::min() && x <= Limits::max()) return static_cast<T>(x);
-    return __builtin_signbit(x) ? Limits::min() : Limits::max();
+    constexpr T lowest = std::numeric_limits<T>::min(), highest = std::numeric_limits<T>::max();
+    if (x >= lowest && x <= highest) return static_cast<T>(x);
+    return __builtin_signbit(x) ? lowest : highest;
 }
 
 } // namespace qzk::simd
