@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <optional>
 
@@ -49,6 +50,11 @@ constexpr DownReports dib = {"QZdibConvertDown", "QZdibConvertDown", 1837, 1882,
 constexpr DownReports di = {"QZdiConvertDown", "QZ_diConvert", 1999, 2030, 2055};
 
 constexpr std::size_t elements(std::int32_t len) { return len > 0 ? static_cast<std::size_t>(len) : 0; }
+
+/// Operands that overlap so that blocks would show take the plain kernels.
+const ConvertKernels &kernelsFor(bool blocksAreExact) {
+    return (blocksAreExact ? simd::kernels() : simd::kernelsOf(simd::Level::plain)).convert;
+}
 
 /// 2^exponent, at the ends of the double range for exponents beyond them.
 double powerOfTwo(std::int32_t exponent) {
@@ -101,24 +107,18 @@ Search searchFor(double x) {
     return {outside ? Direction::down : Direction::up, std::fabs(x), x > 0.0 ? top<T> : -bottom<T>};
 }
 
-/// The scale factor: the least j for which value / 2^j is below the limit, or minus the largest j for which
-/// value * 2^j is. kept: seven halvings never get to j = 64, and a value that is not above 0 finds nothing.
+/// The least k for which value / 2^k is below the limit: negative where the value can be multiplied.
+/// kept: clients know the bisection of seven rounds that this was by its failures: 64 bits are out of its
+/// reach, and a value that is not above 0 finds nothing.
 std::optional<std::int32_t> scaleFactorBy(const Search &search) {
     if (search.direction == Direction::none) return 0;
-    const auto direction = static_cast<std::int32_t>(search.direction);
-    const auto isBelow = [&](std::int32_t j) {
-        return search.value * powerOfTwo(direction * j) < search.limit;
-    };
-    std::int32_t low = 0, high = 64, j = 32;
-    for (int round = 0; round < 7; ++round) {
-        const bool below = isBelow(j);
-        if (below && search.value * powerOfTwo(direction * (j + direction)) >= search.limit)
-            return -direction * j;
-        const bool halveDown = below == (search.direction == Direction::down);
-        (halveDown ? high : low) = j;
-        j = (low + high) / 2;
-    }
-    return std::nullopt;
+    if (!(search.value > 0.0)) return std::nullopt;
+    // Exponent above mantissa, the bits of positive doubles are in the order of the doubles.
+    const auto distance =
+        std::bit_cast<std::int64_t>(search.value) - std::bit_cast<std::int64_t>(search.limit);
+    const auto k = static_cast<std::int32_t>(distance >> 52) + 1;
+    if (std::abs(k) > 63) return std::nullopt;
+    return k;
 }
 
 template <class T>
@@ -150,9 +150,7 @@ std::int32_t convertDown(const DownReports &self, simd::DownKernels<S, T> Conver
                          const S *src, T *dst, std::int32_t len, std::int32_t doScale,
                          std::int32_t *scaleFactor) {
     const std::size_t n = elements(len);
-    const auto level =
-        narrowingBlocksAreExact(src, n * sizeof(S), dst) ? simd::currentLevel() : simd::Level::plain;
-    const ConvertKernels &kernels = simd::kernelsOf(level).convert;
+    const ConvertKernels &kernels = kernelsFor(narrowingBlocksAreExact(src, n * sizeof(S), dst));
     const auto &convert = kernels.*member;
 
     switch (doScale) {
@@ -221,9 +219,7 @@ template <class S, class T>
 void convertUp(simd::UpKernel<S, T> ConvertKernels::*member, const S *src, T *dst, std::int32_t len,
                std::int32_t scale) {
     const std::size_t n = elements(len);
-    const auto level =
-        wideningBlocksAreExact(src, dst, n * sizeof(T)) ? simd::currentLevel() : simd::Level::plain;
-    (simd::kernelsOf(level).convert.*member)(src, dst, n, multiplierOf(scale));
+    (kernelsFor(wideningBlocksAreExact(src, dst, n * sizeof(T))).*member)(src, dst, n, multiplierOf(scale));
 }
 
 // Flags of the complex conversions.
@@ -299,9 +295,7 @@ void QZcsbConvert(const QZComplexFloat *src, float *dst, int32_t len, int32_t fl
         return;
     }
     const std::size_t n = elements(len);
-    const auto level =
-        narrowingBlocksAreExact(src, n * sizeof *src, dst) ? simd::currentLevel() : simd::Level::plain;
-    (simd::kernelsOf(level).convert.*kernel)(src, dst, n);
+    (kernelsFor(narrowingBlocksAreExact(src, n * sizeof *src, dst)).*kernel)(src, dst, n);
 }
 
 void QZvwbConvert(const QZComplexShort *src, int16_t *dst, int32_t len, int32_t flags, int32_t doScale,

@@ -6,6 +6,8 @@
 namespace qzk::simd {
 namespace {
 
+#define QZK_INLINED __attribute__((always_inline))
+
 using Ints = Vec<std::int32_t>;
 constexpr std::size_t intLanes = lanesOf<std::int32_t>;
 constexpr std::size_t doubleLanes = lanesOf<double>;
@@ -40,6 +42,10 @@ QZK_INLINE Vec<float> toFloats(Ints x) { return (Vec<float>)_mm_cvtepi32_ps((__m
 QZK_INLINE Vec<double> lowDoubles(Ints x) { return (Vec<double>)_mm_cvtepi32_pd((__m128i)x); }
 QZK_INLINE Vec<double> highDoubles(Ints x) {
     return (Vec<double>)_mm_cvtepi32_pd(_mm_unpackhi_epi64((__m128i)x, (__m128i)x));
+}
+QZK_INLINE Ints lesser(Ints x, std::int32_t limit) {
+    const Ints below = x < limit;
+    return (x & below) | (limit & ~below);
 }
 QZK_INLINE Vec<float> larger(Vec<float> x, Vec<float> kept) {
     return (Vec<float>)_mm_max_ps((__m128)x, (__m128)kept);
@@ -94,6 +100,9 @@ QZK_INLINE Vec<double> lowDoubles(Ints x) {
 }
 QZK_INLINE Vec<double> highDoubles(Ints x) {
     return (Vec<double>)_mm256_cvtepi32_pd(_mm256_extracti128_si256((__m256i)x, 1));
+}
+QZK_INLINE Ints lesser(Ints x, std::int32_t limit) {
+    return (Ints)_mm256_min_epi32((__m256i)x, _mm256_set1_epi32(limit));
 }
 QZK_INLINE Vec<float> larger(Vec<float> x, Vec<float> kept) {
     return (Vec<float>)_mm256_max_ps((__m256)x, (__m256)kept);
@@ -150,6 +159,9 @@ QZK_INLINE Vec<double> lowDoubles(Ints x) {
 QZK_INLINE Vec<double> highDoubles(Ints x) {
     return (Vec<double>)_mm512_cvtepi32_pd(_mm512_extracti64x4_epi64((__m512i)x, 1));
 }
+QZK_INLINE Ints lesser(Ints x, std::int32_t limit) {
+    return (Ints)_mm512_min_epi32((__m512i)x, _mm512_set1_epi32(limit));
+}
 QZK_INLINE Vec<float> larger(Vec<float> x, Vec<float> kept) {
     return (Vec<float>)_mm512_max_ps((__m512)x, (__m512)kept);
 }
@@ -197,8 +209,34 @@ QZK_INLINE void storeLow(std::int32_t *to, Ints a, Ints b) {
     store(to + intLanes, b);
 }
 
-QZK_INLINE void storeSaturated(std::int16_t *to, Ints a, Ints b) { storeClamped(to, a, b); }
-QZK_INLINE void storeSaturated(std::int32_t *to, Ints a, Ints b) { storeLow(to, a, b); }
+enum class Order { ascending, descending };
+
+/// convert(i, to) converts the block of elements from i on. The blocks of the loop start after `head`
+/// elements; what they leave at both ends is in a block that overlaps them, converted before anything is
+/// stored, since in place the source is whole only then, and stored after the loop: over the same results.
+/// Needs n >= block.
+template <std::size_t block, Order order, class T, class Convert>
+QZK_INLINE void convertBlocks(T *dst, std::size_t n, std::size_t head, Convert convert) {
+    const std::size_t blocks = (n - head) / block, end = head + blocks * block;
+    T first[block] = {}, last[block] = {};
+    if (head != 0) convert(std::size_t{0}, first);
+    if (end != n) convert(n - block, last);
+    for (std::size_t k = 0; k < blocks; ++k) {
+        const std::size_t i = order == Order::ascending ? head + k * block : end - (k + 1) * block;
+        convert(i, dst + i);
+    }
+    if (head != 0) __builtin_memcpy(dst, first, sizeof first);
+    if (end != n) __builtin_memcpy(dst + n - block, last, sizeof last);
+}
+
+/// Elements before the first one at a vector boundary: in long vectors, loads and stores across boundaries
+/// are what limits the plain conversions. 0 where there is no boundary or where the overlapping blocks cost
+/// more.
+template <class T>
+QZK_INLINE std::size_t elementsBeforeBoundary(const T *vector, std::size_t n) {
+    const auto address = reinterpret_cast<std::uintptr_t>(vector);
+    return n >= 1000 && address % sizeof(T) == 0 ? -address % QZK_VECTOR_BYTES / sizeof(T) : 0;
+}
 
 template <class S, class T>
 void wrapEach(const S *src, T *dst, std::size_t n, double multiplier) {
@@ -209,19 +247,21 @@ void wrapEach(const S *src, T *dst, std::size_t n, double multiplier) {
 /// The product may be formed in S: it is exact, but where it leaves the range of float, and there the integer
 /// is 0 both ways.
 template <class S, class T>
+QZK_INLINE void wrapBlock(const S *src, T *dst, S multiplier) {
+    const Ints a = loadTruncated(src, multiplier), b = loadTruncated(src + intLanes, multiplier);
+    if (anyOutside(a, b)) [[unlikely]]
+        wrapEach(src, dst, downBlock, multiplier);
+    else
+        storeLow(dst, a, b);
+}
+
+template <class S, class T>
 void wrap(const S *src, T *dst, std::size_t n, double multiplier) {
     const auto multiplierInS = static_cast<S>(multiplier);
-    std::size_t i = 0;
-    if (multiplierInS == multiplier)
-        for (; i + downBlock <= n; i += downBlock) {
-            const Ints a = loadTruncated(src + i, multiplierInS);
-            const Ints b = loadTruncated(src + i + intLanes, multiplierInS);
-            if (anyOutside(a, b)) [[unlikely]]
-                wrapEach(src + i, dst + i, downBlock, multiplier);
-            else
-                storeLow(dst + i, a, b);
-        }
-    wrapEach(src + i, dst + i, n - i, multiplier);
+    if (n < downBlock || multiplierInS != multiplier) return wrapEach(src, dst, n, multiplier);
+    convertBlocks<downBlock, Order::ascending>(dst, n, elementsBeforeBoundary(src, n),
+                                               [=](std::size_t i, T *to)
+                                                   QZK_INLINED { wrapBlock(src + i, to, multiplierInS); });
 }
 
 /// Clamped to 32 bits: the processor's value for what does not fit is the lowest integer, which is right
@@ -232,50 +272,81 @@ QZK_INLINE Ints loadSaturated(const S *from) {
     return x ^ ((x == outside) & ~loadSigns(from));
 }
 
+template <class S>
+QZK_INLINE void saturateBlock(const S *src, std::int32_t *dst) {
+    storeLow(dst, loadSaturated(src), loadSaturated(src + intLanes));
+}
+QZK_INLINE void saturateBlock(const double *src, std::int16_t *dst) {
+    storeClamped(dst, loadSaturated(src), loadSaturated(src + intLanes));
+}
+/// As signed integers the bits of floats above 0 keep their order, and not-a-numbers are above infinity; all
+/// negative ones are below.
+QZK_INLINE void saturateBlock(const float *src, std::int16_t *dst) {
+    constexpr std::int32_t bitsOf32767 = 0x46FFFE00;
+    const Ints a = lesser((Ints)load(src), bitsOf32767), b = lesser((Ints)load(src + intLanes), bitsOf32767);
+    storeClamped(dst, truncated((Vec<float>)a), truncated((Vec<float>)b));
+}
+
 template <class S, class T>
 void saturate(const S *src, T *dst, std::size_t n) {
-    std::size_t i = 0;
-    for (; i + downBlock <= n; i += downBlock) {
-        const Ints a = loadSaturated(src + i), b = loadSaturated(src + i + intLanes);
-        storeSaturated(dst + i, a, b);
+    if (n < downBlock) {
+        for (std::size_t i = 0; i < n; ++i)
+            setElement(dst, i, saturated<T>(elementAt(src, i)));
+        return;
     }
-    for (; i < n; ++i)
-        setElement(dst, i, saturated<T>(elementAt(src, i)));
+    convertBlocks<downBlock, Order::ascending>(dst, n, elementsBeforeBoundary(src, n),
+                                               [=](std::size_t i, T *to)
+                                                   QZK_INLINED { saturateBlock(src + i, to); });
+}
+
+constexpr std::size_t parts = QZK_VECTOR_BYTES / 16;
+
+QZK_INLINE Range<float> overLanes(Vec<float> minima, Vec<float> maxima) {
+    __m128 least[parts], most[parts];
+    __builtin_memcpy(least, &minima, sizeof least);
+    __builtin_memcpy(most, &maxima, sizeof most);
+    for (std::size_t part = 1; part < parts; ++part) {
+        least[0] = _mm_min_ps(least[part], least[0]);
+        most[0] = _mm_max_ps(most[part], most[0]);
+    }
+    least[0] = _mm_min_ps(_mm_movehl_ps(least[0], least[0]), least[0]);
+    most[0] = _mm_max_ps(_mm_movehl_ps(most[0], most[0]), most[0]);
+    return {_mm_cvtss_f32(_mm_min_ss(_mm_shuffle_ps(least[0], least[0], 1), least[0])),
+            _mm_cvtss_f32(_mm_max_ss(_mm_shuffle_ps(most[0], most[0], 1), most[0]))};
+}
+
+QZK_INLINE Range<double> overLanes(Vec<double> minima, Vec<double> maxima) {
+    __m128d least[parts], most[parts];
+    __builtin_memcpy(least, &minima, sizeof least);
+    __builtin_memcpy(most, &maxima, sizeof most);
+    for (std::size_t part = 1; part < parts; ++part) {
+        least[0] = _mm_min_pd(least[part], least[0]);
+        most[0] = _mm_max_pd(most[part], most[0]);
+    }
+    return {_mm_cvtsd_f64(_mm_min_sd(_mm_unpackhi_pd(least[0], least[0]), least[0])),
+            _mm_cvtsd_f64(_mm_max_sd(_mm_unpackhi_pd(most[0], most[0]), most[0]))};
 }
 
 /// The instructions for minimum and maximum keep the second operand unless the first is strictly smaller or
 /// larger, so that not-a-numbers count as in the ordered search, in every lane of its own.
 template <class S>
 Range<S> range(const S *src, std::size_t n) {
-    constexpr std::size_t lanes = lanesOf<S>, chains = 4;
+    constexpr std::size_t lanes = lanesOf<S>;
     const S first = elementAt(src, 0);
-    Vec<S> minima[chains], maxima[chains];
-    for (std::size_t c = 0; c < chains; ++c)
-        minima[c] = maxima[c] = splat(first);
+    Vec<S> minima = splat(first), maxima = minima, otherMinima = minima, otherMaxima = minima;
     std::size_t i = 0;
-    for (; i + chains * lanes <= n; i += chains * lanes)
-        for (std::size_t c = 0; c < chains; ++c) {
-            const Vec<S> x = load(src + i + c * lanes);
-            minima[c] = smaller(x, minima[c]);
-            maxima[c] = larger(x, maxima[c]);
-        }
-    for (; i + lanes <= n; i += lanes) {
-        minima[0] = smaller(load(src + i), minima[0]);
-        maxima[0] = larger(load(src + i), maxima[0]);
+    for (; i + 2 * lanes <= n; i += 2 * lanes) {
+        const Vec<S> x = load(src + i), other = load(src + i + lanes);
+        minima = smaller(x, minima);
+        maxima = larger(x, maxima);
+        otherMinima = smaller(other, otherMinima);
+        otherMaxima = larger(other, otherMaxima);
     }
-    for (std::size_t c = 1; c < chains; ++c) {
-        minima[0] = smaller(minima[c], minima[0]);
-        maxima[0] = larger(maxima[c], maxima[0]);
-    }
-    S minimum = first, maximum = first;
-    for (std::size_t lane = 0; lane < lanes; ++lane) {
-        if (minima[0][lane] < minimum) minimum = minima[0][lane];
-        if (maxima[0][lane] > maximum) maximum = maxima[0][lane];
-    }
+    auto [minimum, maximum] = overLanes(smaller(otherMinima, minima), larger(otherMaxima, maxima));
     for (; i < n; ++i) {
         const S x = elementAt(src, i);
-        if (x < minimum) minimum = x;
-        if (x > maximum) maximum = x;
+        minimum = x < minimum ? x : minimum;
+        maximum = x > maximum ? x : maximum;
     }
     return {minimum + S(0), maximum + S(0)};
 }
@@ -290,15 +361,20 @@ QZK_INLINE void storeWidened(double *to, Ints x, double multiplier) {
     store(to + doubleLanes, highDoubles(x) * splat(multiplier));
 }
 
+template <class S, class T>
+void widenEach(const S *src, T *dst, std::size_t n, double multiplier) {
+    for (std::size_t i = n; i-- > 0;)
+        setElement(dst, i, static_cast<T>(elementAt(src, i) * multiplier));
+}
+
 /// Rounding to T may come before the product with a power of two that keeps every product a normal float.
 template <class S, class T>
 void widen(const S *src, T *dst, std::size_t n, double multiplier) {
-    std::size_t i = n;
-    if (sizeof(T) == sizeof(double) || (multiplier >= 0x1p-100 && multiplier <= 0x1p95))
-        for (; i >= intLanes; i -= intLanes)
-            storeWidened(dst + i - intLanes, loadInts(src + i - intLanes), multiplier);
-    while (i-- > 0)
-        setElement(dst, i, static_cast<T>(elementAt(src, i) * multiplier));
+    const bool normal = sizeof(T) == sizeof(double) || (multiplier >= 0x1p-100 && multiplier <= 0x1p95);
+    if (n < intLanes || !normal) return widenEach(src, dst, n, multiplier);
+    convertBlocks<intLanes, Order::descending>(
+        dst, n, elementsBeforeBoundary(dst, n),
+        [=](std::size_t i, T *to) QZK_INLINED { storeWidened(to, loadInts(src + i), multiplier); });
 }
 
 /// Both products are exact, so that fusing one of them changes nothing.
@@ -308,20 +384,21 @@ QZK_INLINE Vec<double> squaredMagnitudes(const QZComplexFloat *from) {
     return multiplyAdd(re, re, im * im);
 }
 
-/// Runs block on doubleLanes elements at a time, at the end on a copy filled up with ones.
+/// Runs block on doubleLanes elements at a time; fewer are filled up with ones.
 template <void (*block)(const QZComplexFloat *src, float *dst)>
 void reduce(const QZComplexFloat *src, float *dst, std::size_t n) {
-    std::size_t i = 0;
-    for (; i + doubleLanes <= n; i += doubleLanes)
-        block(src + i, dst + i);
-    if (i == n) return;
-    QZComplexFloat lastSrc[doubleLanes];
-    float lastDst[doubleLanes];
-    for (std::size_t lane = 0; lane < doubleLanes; ++lane)
-        lastSrc[lane] = i + lane < n ? elementAt(src, i + lane) : QZComplexFloat{1.0f, 0.0f};
-    block(lastSrc, lastDst);
-    for (std::size_t lane = 0; i + lane < n; ++lane)
-        setElement(dst, i + lane, lastDst[lane]);
+    if (n < doubleLanes) {
+        float last[doubleLanes];
+        QZComplexFloat filled[doubleLanes];
+        for (std::size_t lane = 0; lane < doubleLanes; ++lane)
+            filled[lane] = lane < n ? elementAt(src, lane) : QZComplexFloat{1.0f, 0.0f};
+        block(filled, last);
+        for (std::size_t i = 0; i < n; ++i)
+            setElement(dst, i, last[i]);
+        return;
+    }
+    convertBlocks<doubleLanes, Order::ascending>(
+        dst, n, 0, [=](std::size_t i, float *to) QZK_INLINED { block(src + i, to); });
 }
 
 QZK_INLINE void magnitudeBlock(const QZComplexFloat *src, float *dst) {
@@ -332,8 +409,85 @@ QZK_INLINE void powerBlock(const QZComplexFloat *src, float *dst) {
     storeNarrowed(dst, squaredMagnitudes(src));
 }
 
-// The logarithm of x = m * 2^e with m in [sqrt(1/2), sqrt(2)) is e log10(2) + (2 / ln 10) atanh(s),
-// s = (m - 1) / (m + 1), and the polynomial below stands for (2 / ln 10) atanh(s) / s in z = s^2, with
+// factor * log10(x) with a relative error below 2^-44, factor being 1 or 1/2, and the lanes where that does
+// not settle the float, one bit each.
+//
+// The rounded value is right unless it lies within its error of the middle between two floats. A relative
+// error of 2^-44 is below 2^9 units in the last place of the double; less than 2^10 from a middle, about once
+// in 2^18 values, the definition decides.
+struct ApproximateLogarithm {
+    Vec<double> value;
+    unsigned undecided;
+};
+
+// The middle, in the 29 bits that a double has more than a float.
+constexpr std::int64_t middle = std::int64_t{1} << 28, belowFloat = 2 * middle - 1, band = 1 << 10;
+constexpr double log10Of2 = 0x1.34413509f79ffp-2;
+
+template <std::size_t n>
+QZK_INLINE Vec<double> polynomial(const double (&c)[n], double factor, Vec<double> x) {
+    Vec<double> sum = splat(c[n - 1] * factor);
+    for (std::size_t k = n - 1; k-- > 0;)
+        sum = multiplyAdd(sum, x, splat(c[k] * factor));
+    return sum;
+}
+
+#if QZK_SIMD_LEVEL == 3
+
+// With m in [3/4, 3/2) and 2^floor(log2(x)) = 2^e, x is m * 2^e, or m * 2^(e + 1) where m is below 1. Sixteen
+// cells of x's mantissa have a reciprocal c, so that r = m c - 1 is in [-1/32, 1/16], and
+// log10(x) = e log10(2) + t + log10(1 + r), t = -log10(c), with another log10(2) where m is below 1. The
+// instructions give e and m of 0, infinities and not-a-numbers so that the sum is the result for these too.
+//
+// Bound: the polynomial interpolates log10(1 + r) / r at the eight Chebyshev points of [-1/32, 1/16]; the
+// error is at most 2 (3/128)^8 times the eighth divided derivative, which is below (31/32)^-9 / 9 of
+// log10(e), and the function is above 0.96 log10(e): together 2^-45.0, relative. In the two cells next to 1,
+// c is 1: there r is exact and, when x is next to 1, e log10(2) + t is exactly 0, so that only relative
+// roundings of some 2^-52 come on top. Elsewhere the result is above 2^-6.2 and the roundings of log10(2), t
+// and the sums are some 2^-53 of it and of the numbers below 1: less than 2^-46.
+constexpr double reciprocals[] = {1.0,       0x1.d4p-1, 0x1.bap-1, 0x1.a4p-1, 0x1.9p-1,  0x1.7ep-1,
+                                  0x1.6cp-1, 0x1.5cp-1, 0x1.4ep+0, 0x1.41p+0, 0x1.35p+0, 0x1.2ap+0,
+                                  0x1.1fp+0, 0x1.16p+0, 0x1.0dp+0, 1.0};
+constexpr double cellLogarithms[] = {0.0,
+                                     0x1.3faf7c663060ep-5,
+                                     0x1.0585283764178p-4,
+                                     0x1.605735ee985f1p-4,
+                                     0x1.b721cd17157e3p-4,
+                                     0x1.0484e4942aa43p-3,
+                                     0x1.2f7301cf4e87bp-3,
+                                     0x1.576e3b0bde0a7p-3,
+                                     0x1.7bf3bde099f30p-3,
+                                     0x1.9f433807e7836p-3,
+                                     0x1.c12660c730d0cp-3,
+                                     0x1.e163d527e68cfp-3,
+                                     0x1.016bdf6a18017p-2,
+                                     0x1.0f972f87ff3d6p-2,
+                                     0x1.1e39e209bd0b0p-2,
+                                     log10Of2};
+constexpr double coefficients[] = {0x1.bcb7b1526e590p-2,  -0x1.bcb7b1527386dp-3, 0x1.287a7633010eep-3,
+                                   -0x1.bcb7b0336284cp-4, 0x1.63c66ae05282fp-4,  -0x1.2883b4e4b5246p-4,
+                                   0x1.fb7289b7c6c18p-5,  -0x1.8fa674dfe32b6p-5};
+
+QZK_INLINE Vec<double> lookUp(const double (&table)[16], double factor, __m512i index) {
+    const auto low = (__m512d)(load(table) * factor), high = (__m512d)(load(table + 8) * factor);
+    return (Vec<double>)_mm512_permutex2var_pd(low, index, high);
+}
+
+QZK_INLINE ApproximateLogarithm approximateLogarithm(Vec<double> x, double factor) {
+    const auto e = (Vec<double>)_mm512_getexp_pd((__m512d)x);
+    const auto m = (Vec<double>)_mm512_getmant_pd((__m512d)x, _MM_MANT_NORM_p75_1p5, _MM_MANT_SIGN_src);
+    const __m512i cell = _mm512_srli_epi64((__m512i)x, 48);
+    const Vec<double> r = multiplyAdd(m, lookUp(reciprocals, 1.0, cell), splat(-1.0));
+    const Vec<double> ofCell = multiplyAdd(e, splat(log10Of2 * factor), lookUp(cellLogarithms, factor, cell));
+    const Vec<double> value = multiplyAdd(polynomial(coefficients, factor, r), r, ofCell);
+    const __m512i distance = _mm512_add_epi64((__m512i)value, _mm512_set1_epi64(band - middle));
+    return {value, _mm512_testn_epi64_mask(distance, _mm512_set1_epi64(belowFloat & ~(2 * band - 1)))};
+}
+
+#else
+
+// x = m * 2^e with m in [sqrt(1/2), sqrt(2)) has the logarithm e log10(2) + (2 / ln 10) atanh(s),
+// s = (m - 1) / (m + 1), and the polynomial stands for (2 / ln 10) atanh(s) / s in z = s^2, with
 // 0 <= z <= h = (3 - 2 sqrt(2))^2.
 //
 // Bound: the polynomial interpolates atanh(s) / s = 1 + z/3 + z^2/5 + ... at the six Chebyshev points of [0,
@@ -341,49 +495,28 @@ QZK_INLINE void powerBlock(const QZComplexFloat *src, float *dst) {
 // together 2^-44.9, relative too, as the function is at least 1. Below 2^-48 are the rounded coefficients and
 // the roundings: m - 1 is exact; m + 1, the quotient, z, the polynomial, the product with s, log10(2), its
 // product with e and the last sum are each within a few 2^-53 of what they stand for; and where e is not 0,
-// neither term of the last sum is above twice the sum. So the relative error is below 2^-44.8 + 2^-48 <
-// 2^-44.
-//
-// The rounded result is right unless it lies within that error of the middle between two floats. A relative
-// error of 2^-44 is below 2^9 units in the last place of the double; less than 2^10 from a middle, about once
-// in 2^18 values, the definition decides.
+// neither term of the last sum is above twice the sum.
 constexpr double coefficients[] = {0x1.bcb7b1526e440p-1, 0x1.287a7637ead8ep-2, 0x1.63c6247ae436ep-3,
                                    0x1.fc4301f26486ep-4, 0x1.8a737cd04176ep-4, 0x1.5ccd753552548p-4};
-constexpr double log10Of2 = 0x1.34413509f79ffp-2;
 
-constexpr std::uint64_t sqrtHalfBits = 0x3FE6A09E667F3BCD;
-constexpr std::uint64_t mantissaMask = 0x000FFFFFFFFFFFFF;
-constexpr std::uint64_t oneBits = 0x3FF0000000000000;
-
-QZK_INLINE Vec<double> approximateLogarithm(Vec<double> x, double factor) {
+QZK_INLINE ApproximateLogarithm approximateLogarithm(Vec<double> x, double factor) {
+    constexpr std::uint64_t sqrtHalfBits = 0x3FE6A09E667F3BCD, oneBits = 0x3FF0000000000000;
+    constexpr std::uint64_t bitsOf2To52 = 0x4330000000000000, mantissaMask = 0x000FFFFFFFFFFFFF;
     using Words = Vec<std::uint64_t>;
-    // The exponent field of `fromSqrtHalf` is e + 1023; behind the digits of 2^52 it becomes a double.
+    // The exponent field is e + 1023 here; behind the digits of 2^52 it becomes a double.
     const Words fromSqrtHalf = (Words)x + (oneBits - sqrtHalfBits);
-    constexpr std::uint64_t bitsOf2To52 = 0x4330000000000000;
-    const Vec<double> e = (Vec<double>)((fromSqrtHalf >> 52) | bitsOf2To52) - (0x1p52 + 1023.0);
-    const Vec<double> m = (Vec<double>)((fromSqrtHalf & mantissaMask) + sqrtHalfBits);
-    const Vec<double> s = (m - 1.0) / (m + 1.0), z = s * s;
-    Vec<double> sum = splat(coefficients[5] * factor);
-    for (int k = 5; k-- > 0;)
-        sum = multiplyAdd(sum, z, splat(coefficients[k] * factor));
-    return multiplyAdd(sum, s, e * (log10Of2 * factor));
+    const auto e = (Vec<double>)((fromSqrtHalf >> 52) | bitsOf2To52) - (0x1p52 + 1023.0);
+    const auto m = (Vec<double>)((fromSqrtHalf & mantissaMask) + sqrtHalfBits);
+    const Vec<double> s = (m - 1.0) / (m + 1.0);
+    const Vec<double> value =
+        multiplyAdd(polynomial(coefficients, factor, s * s), s, e * (log10Of2 * factor));
+    // 0, infinities and not-a-numbers are left to the definition too.
+    const Vec<std::int64_t> distance = ((Vec<std::int64_t>)value + (band - middle)) & belowFloat;
+    const Vec<std::int64_t> ordinary = (x > 0.0) & (x < __builtin_inf());
+    return {value, signBits((Vec<double>)((distance - 2 * band) | ~ordinary))};
 }
 
-/// The lanes that the definition has to decide, one bit each: next to a middle, and those of 0, infinities
-/// and not-a-numbers.
-QZK_INLINE unsigned undecidedLanes(Vec<double> x, Vec<double> logarithm) {
-    // The middle between two floats, in the 29 bits that a double has more.
-    constexpr std::int64_t middle = std::int64_t{1} << 28, belowFloat = 2 * middle - 1, band = 1 << 10;
-    const Vec<std::int64_t> distance = ((Vec<std::int64_t>)logarithm + (band - middle)) & belowFloat;
-#if QZK_SIMD_LEVEL == 3
-    constexpr int zerosInfinitiesAndNotANumbers = 0x9F;
-    return static_cast<unsigned>(_mm512_cmplt_epi64_mask((__m512i)distance, _mm512_set1_epi64(2 * band)) |
-                                 _mm512_fpclass_pd_mask((__m512d)x, zerosInfinitiesAndNotANumbers));
-#else
-    const Vec<std::int64_t> ordinary = (x > 0.0) & (x < __builtin_inf());
-    return signBits((Vec<double>)((distance - 2 * band) | ~ordinary));
 #endif
-}
 
 void decide(unsigned lanes, Vec<double> x, double factor, float *dst) {
     double powers[doubleLanes];
@@ -394,11 +527,10 @@ void decide(unsigned lanes, Vec<double> x, double factor, float *dst) {
 
 QZK_INLINE void logarithmBlock(const QZComplexFloat *src, float *dst, double factor) {
     const Vec<double> x = squaredMagnitudes(src);
-    const Vec<double> logarithm = approximateLogarithm(x, factor);
-    storeNarrowed(dst, logarithm);
-    const unsigned undecided = undecidedLanes(x, logarithm);
-    if (undecided != 0) [[unlikely]]
-        decide(undecided, x, factor, dst);
+    const ApproximateLogarithm logarithm = approximateLogarithm(x, factor);
+    storeNarrowed(dst, logarithm.value);
+    if (logarithm.undecided != 0) [[unlikely]]
+        decide(logarithm.undecided, x, factor, dst);
 }
 
 QZK_INLINE void logMagnitudeBlock(const QZComplexFloat *src, float *dst) { logarithmBlock(src, dst, 0.5); }

@@ -94,6 +94,25 @@ TEST(RandomConvertDown, Scalars) {
     downScalars<std::int32_t>(QZdiConvertDown);
 }
 
+/// Every power of two with the mantissas next to the limits'.
+template <class T>
+void everyScale(std::int32_t (*function)(double, std::int32_t, std::int32_t *)) {
+    for (int exponent = -110; exponent <= 110; ++exponent)
+        for (const double limit : {0.999969482421875, 1.0, 0.99999999953433871, 0.75})
+            for (const double mantissa : {std::nextafter(limit, 0.0), limit, std::nextafter(limit, 2.0)})
+                for (const double x : {std::ldexp(mantissa, exponent), -std::ldexp(mantissa, exponent)}) {
+                    const RecordedReports reports;
+                    std::int32_t scaleFactor = 999;
+                    function(x, QZ_ScaleAuto, &scaleFactor);
+                    ASSERT_EQ(reference::scalarScale<T>(x).value_or(999), scaleFactor) << x;
+                }
+}
+
+TEST(RandomConvertDown, EveryScale) {
+    everyScale<std::int16_t>(QZdwConvertDown);
+    everyScale<std::int32_t>(QZdiConvertDown);
+}
+
 template <class S, class T>
 void up(void (*vector)(const S *, T *, std::int32_t, std::int32_t), T (*scalar)(S, std::int32_t)) {
     Random random;

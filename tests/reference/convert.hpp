@@ -1,5 +1,5 @@
-// The conversions once more, slow and obvious: arithmetic of the C library's fmod, linear searches, and
-// logarithms of any precision.
+// The conversions once more, slow and obvious: the C library's fmod and ldexp, the searches step by step,
+// and logarithms of any precision.
 #pragma once
 
 #include "qzk.h"
@@ -35,17 +35,22 @@ T saturated(double x) {
     return static_cast<T>(std::trunc(x));
 }
 
-/// What the automatic mode stores: j for the least division by 2^j, -j for the largest multiplication,
-/// nothing where 64 would be needed or the deciding value is not above 0.
+/// What the automatic mode stores, j for a division by 2^j and -j for a multiplication: the bisection step by
+/// step. It does not get to 64.
 inline std::optional<std::int32_t> scaleBelow(double value, double limit, bool up) {
-    if (std::isnan(value)) return std::nullopt;
-    if (up) {
-        for (int j = 0; j < 64; ++j)
-            if (std::ldexp(value, j) < limit && std::ldexp(value, j + 1) >= limit) return -j;
-        return std::nullopt;
+    int low = 0, high = 64, j = 32;
+    const auto scaled = [&](int power) { return std::ldexp(value, up ? power : -power); };
+    for (int round = 1; round <= 7; ++round) {
+        const double p = scaled(j);
+        if (p < limit && scaled(up ? j + 1 : j - 1) >= limit) return up ? -j : j;
+        if (up ? p >= limit : p < limit) {
+            high = j;
+            j = (low + j) / 2;
+        } else {
+            low = j;
+            j = (high + j) / 2;
+        }
     }
-    for (int j = 0; j < 64; ++j)
-        if (std::ldexp(value, -j) < limit) return j;
     return std::nullopt;
 }
 
