@@ -1,20 +1,370 @@
-// Element-wise arithmetic of vectors.
-#include "common/overlap.hpp"
+// Element-wise addition, subtraction and multiplication. The three forms of an operation are one: a and b go
+// to a destination, which in place is b itself; a scalar is an a that repeats one element.
+#include "common/element_loop.hpp"
 #include "qzk.h"
-#include "simd/kernels.hpp"
+#include "simd/arithmetic_operations.hpp"
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 using namespace qzk;
 
+namespace {
+
+using simd::Add;
+using simd::Multiply;
+using simd::Subtract;
+using std::int16_t;
+using std::int32_t;
+using std::int8_t;
+using std::size_t;
+using std::uint8_t;
+
+/// The operands of one call.
+template <class Element>
+struct Operands {
+    Source<Element> a, b;
+    Target<Element> dst;
+    size_t n;
+
+    Operands part(size_t first, size_t count) const {
+        return {a.from(first), b.from(first), dst.from(first), count};
+    }
+    /// How many elements a loop from the last to the first may read before it writes any of them.
+    size_t step() const { return std::min(descendingStep(a, dst, n), descendingStep(b, dst, n)); }
+    /// No write of any loop reaches another element than its own.
+    bool areApart() const {
+        const auto extent = std::uint64_t{n} * Target<Element>::places;
+        return apartOrIdentical(a.place(), dst.place(), extent) &&
+               apartOrIdentical(b.place(), dst.place(), extent);
+    }
+};
+
+template <class Operation, class Element>
+const auto &kernelsOf(const simd::Kernels &table) {
+    return table.arithmetic.*Operation::template kernels<Element>;
+}
+
+/// Runs work(kernels, operands) from the last element to the first.
+template <class Operation, class Element, class Work>
+void inParts(const Operands<Element> &all, Work work) {
+    inDescendingParts(all.n, all.step(), [&](const simd::Kernels &table, size_t first, size_t count) {
+        work(kernelsOf<Operation, Element>(table), all.part(first, count));
+    });
+}
+
+template <class Operation, class Element>
+void fixed(const Operands<Element> &operands, int32_t shift) {
+    inParts<Operation>(operands, [shift](const auto &kernels, const Operands<Element> &part) {
+        kernels.fixed(part.a, part.b, part.dst, part.n, shift);
+    });
+}
+
+template <class Operation, class Element>
+void saturated(const Operands<Element> &operands) {
+    inParts<Operation>(operands, [](const auto &kernels, const Operands<Element> &part) {
+        kernels.saturated(part.a, part.b, part.dst, part.n);
+    });
+}
+
+template <class Operation, class Element>
+int32_t fittingShift(const Operands<Element> &operands) {
+    return kernelsOf<Operation, Element>(simd::kernels()).fittingShift(operands.a, operands.b, operands.n);
+}
+
+template <class Element>
+void shiftStored(Target<Element> dst, size_t begin, size_t end, int32_t count) {
+    for (size_t i = begin; i < end; ++i)
+        dst.set(i, dst.get(i) >> count);
+}
+
+/// The order that overlapping operands show: exact results from the last element to the first, until one does
+/// not fit. Then the stored ones are halved and the rest, this one included, is computed and stored halved.
+template <class Operation, class Element>
+int32_t scaledFromLastToFirst(const Operands<Element> &operands) {
+    const auto [a, b, dst, n] = operands;
+    for (size_t i = n; i-- > 0;) {
+        const int32_t exact = Operation::exact(a.get(i), b.get(i));
+        if (exact < dst.lowest || exact > dst.highest) {
+            shiftStored<Element>(dst, i + 1, n, 1);
+            for (size_t j = i + 1; j-- > 0;)
+                dst.set(j, Operation::exact(a.get(j), b.get(j)) >> 1);
+            return 1;
+        }
+        dst.set(i, exact);
+    }
+    return 0;
+}
+
+/// The same for products, from the first element to the last. The first product that does not fit is stored
+/// too, reduced, before the shift is sought, and is not computed again: in place it has replaced its factor.
+template <class Operation, class Element>
+int32_t scaledFromFirstToLast(const Operands<Element> &operands) {
+    const auto [a, b, dst, n] = operands;
+    for (size_t i = 0; i < n; ++i) {
+        const int32_t exact = Operation::exact(a.get(i), b.get(i));
+        dst.set(i, exact);
+        if (exact < dst.lowest || exact > dst.highest) {
+            const int32_t own = simd::shiftFor<Element>(simd::magnitudeBits(exact));
+            const int32_t shift = std::max(own, fittingShift<Operation>(operands.part(i + 1, n - i - 1)));
+            shiftStored<Element>(dst, 0, i, shift);
+            dst.set(i, exact >> shift);
+            for (size_t j = i + 1; j < n; ++j)
+                dst.set(j, Operation::exact(a.get(j), b.get(j)) >> shift);
+            return shift;
+        }
+    }
+    return 0;
+}
+
+template <class Operation, class Element>
+int32_t scaledInOrder(const Operands<Element> &operands) {
+    if constexpr (Operation::scalesFromLastToFirst)
+        return scaledFromLastToFirst<Operation>(operands);
+    else
+        return scaledFromFirstToLast<Operation>(operands);
+}
+
+/// The shift first, then every result once, wherever this leaves what the ordered walk leaves.
+template <class Operation, class Element>
+int32_t automatic(const Operands<Element> &operands) {
+    if (!Operation::template looksAhead<Element>) {
+        const bool orderShows =
+            Operation::scalesFromLastToFirst ? operands.step() < operands.n : !operands.areApart();
+        if (orderShows) return scaledInOrder<Operation>(operands);
+    }
+    const int32_t shift = fittingShift<Operation>(operands);
+    fixed<Operation>(operands, shift);
+    return shift;
+}
+
+template <class Operation, class Element>
+void scaled(const Operands<Element> &operands, int32_t scaleMode, int32_t *scaleFactor) {
+    if (scaleMode == QZ_ScaleFixed) return fixed<Operation>(operands, *scaleFactor);
+    *scaleFactor = 0;
+    if (scaleMode == QZ_ScaleWrap) return fixed<Operation>(operands, 0);
+    if constexpr (Operation::template scalesAutomatically<Element>)
+        if (scaleMode == QZ_ScaleAuto) {
+            *scaleFactor = automatic<Operation>(operands);
+            return;
+        }
+    saturated<Operation>(operands);
+}
+
+template <class Element>
+Operands<Element> operandsOf(Source<Element> a, Source<Element> b, Target<Element> dst, int32_t len) {
+    return {a, b, dst, lengthOf(len)};
+}
+
+// The forms of the integers of 8 and 16 bits.
+
+template <class Operation, class T>
+void apply(const T *src1, const T *src2, T *dst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    scaled<Operation>(operandsOf<T>({src1}, {src2}, {dst}, len), scaleMode, scaleFactor);
+}
+template <class Operation, class T>
+void apply(const T *src, T *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Operation>(src, srcDst, srcDst, len, scaleMode, scaleFactor);
+}
+template <class Operation, class T>
+void apply(T scalar, T *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    const Repeated<T> repeated(scalar);
+    scaled<Operation>(operandsOf<T>(repeated.elements(), {srcDst}, {srcDst}, len), scaleMode, scaleFactor);
+}
+
+// The forms of nibbles.
+
+template <class Operation>
+void apply(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+           int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    scaled<Operation>(operandsOf<Nibble>(nibblesAt(src1, srcNibbleOffset), nibblesAt(src2, srcNibbleOffset),
+                                         nibblesAt(dst, dstNibbleOffset), len),
+                      scaleMode, scaleFactor);
+}
+template <class Operation>
+void apply(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset, int32_t len,
+           int32_t scaleMode, int32_t *scaleFactor) {
+    const auto dst = nibblesAt(srcDst, dstNibbleOffset);
+    scaled<Operation>(operandsOf<Nibble>(nibblesAt(src, srcNibbleOffset), dst, dst, len), scaleMode,
+                      scaleFactor);
+}
+template <class Operation>
+void apply(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+           int32_t *scaleFactor) {
+    const RepeatedNibble repeated(scalar);
+    const auto dst = nibblesAt(srcDst, nibbleOffset);
+    scaled<Operation>(operandsOf<Nibble>(repeated.elements(), dst, dst, len), scaleMode, scaleFactor);
+}
+
+// The forms of floats.
+
+template <class Operation>
+void apply(Source<float> a, Source<float> b, float *dst, int32_t len) {
+    inParts<Operation>(operandsOf<float>(a, b, {dst}, len), [](auto kernel, const Operands<float> &part) {
+        kernel(part.a, part.b, part.dst, part.n);
+    });
+}
+template <class Operation>
+void apply(const float *src1, const float *src2, float *dst, int32_t len) {
+    apply<Operation>(Source<float>{src1}, Source<float>{src2}, dst, len);
+}
+template <class Operation>
+void apply(const float *src, float *srcDst, int32_t len) {
+    apply<Operation>(src, srcDst, srcDst, len);
+}
+template <class Operation>
+void apply(float scalar, float *srcDst, int32_t len) {
+    const Repeated<float> repeated(scalar);
+    apply<Operation>(repeated.elements(), Source<float>{srcDst}, srcDst, len);
+}
+
+} // namespace
+
 extern "C" {
 
-void QZsbMpy2(const float *src, float *srcDst, int32_t len) {
-    if (len <= 0) return;
-    const auto n = static_cast<std::size_t>(len);
-    const auto level =
-        descendingBlocksAreExact(src, srcDst, n * sizeof(float)) ? simd::currentLevel() : simd::Level::plain;
-    simd::kernelsOf(level).arithmetic.multiplyFloats(src, srcDst, n);
+void QZnbAdd2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+              int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(src, srcDst, srcNibbleOffset, dstNibbleOffset, len, scaleMode, scaleFactor);
 }
+void QZnbAdd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+              int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(src1, src2, dst, srcNibbleOffset, dstNibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZnbAdd2s(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+               int32_t *scaleFactor) {
+    apply<Add>(scalar, srcDst, nibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZybAdd2(const uint8_t *src, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZybAdd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Add>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZybAdd2s(uint8_t scalar, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZtbAdd2(const int8_t *src, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZtbAdd3(const int8_t *src1, const int8_t *src2, int8_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Add>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZtbAdd2s(int8_t scalar, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZwbAdd2(const int16_t *src, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZwbAdd3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Add>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZwbAdd2s(int16_t scalar, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Add>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZsbAdd2(const float *src, float *srcDst, int32_t len) { apply<Add>(src, srcDst, len); }
+void QZsbAdd3(const float *src1, const float *src2, float *dst, int32_t len) {
+    apply<Add>(src1, src2, dst, len);
+}
+void QZsbAdd2s(float scalar, float *srcDst, int32_t len) { apply<Add>(scalar, srcDst, len); }
+
+void QZnbSub2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+              int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(src, srcDst, srcNibbleOffset, dstNibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZnbSub3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+              int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(src1, src2, dst, srcNibbleOffset, dstNibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZnbSub2s(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+               int32_t *scaleFactor) {
+    apply<Subtract>(scalar, srcDst, nibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZybSub2(const uint8_t *src, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZybSub3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Subtract>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZybSub2s(uint8_t scalar, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZtbSub2(const int8_t *src, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZtbSub3(const int8_t *src1, const int8_t *src2, int8_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Subtract>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZtbSub2s(int8_t scalar, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZwbSub2(const int16_t *src, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZwbSub3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Subtract>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZwbSub2s(int16_t scalar, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Subtract>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZsbSub2(const float *src, float *srcDst, int32_t len) { apply<Subtract>(src, srcDst, len); }
+void QZsbSub3(const float *src1, const float *src2, float *dst, int32_t len) {
+    apply<Subtract>(src1, src2, dst, len);
+}
+void QZsbSub2s(float scalar, float *srcDst, int32_t len) { apply<Subtract>(scalar, srcDst, len); }
+
+void QZnbMpy2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+              int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(src, srcDst, srcNibbleOffset, dstNibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZnbMpy3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+              int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(src1, src2, dst, srcNibbleOffset, dstNibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZnbMpy2s(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+               int32_t *scaleFactor) {
+    apply<Multiply>(scalar, srcDst, nibbleOffset, len, scaleMode, scaleFactor);
+}
+void QZybMpy2(const uint8_t *src, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZybMpy3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Multiply>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZybMpy2s(uint8_t scalar, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZtbMpy2(const int8_t *src, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZtbMpy3(const int8_t *src1, const int8_t *src2, int8_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Multiply>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZtbMpy2s(int8_t scalar, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZwbMpy2(const int16_t *src, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(src, srcDst, len, scaleMode, scaleFactor);
+}
+void QZwbMpy3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len, int32_t scaleMode,
+              int32_t *scaleFactor) {
+    apply<Multiply>(src1, src2, dst, len, scaleMode, scaleFactor);
+}
+void QZwbMpy2s(int16_t scalar, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
+    apply<Multiply>(scalar, srcDst, len, scaleMode, scaleFactor);
+}
+void QZsbMpy2(const float *src, float *srcDst, int32_t len) { apply<Multiply>(src, srcDst, len); }
+void QZsbMpy3(const float *src1, const float *src2, float *dst, int32_t len) {
+    apply<Multiply>(src1, src2, dst, len);
+}
+void QZsbMpy2s(float scalar, float *srcDst, int32_t len) { apply<Multiply>(scalar, srcDst, len); }
 
 } // extern "C"

@@ -311,9 +311,333 @@ QZK_API int32_t QZ_FreeTable(void **table);
 
 /**
  * @defgroup arithmetic Element-wise arithmetic
+ *
+ * Sums, differences and products of vectors of nibbles (n), bytes (y, t), 16-bit words (w) and floats (s), in
+ * three forms. Subtraction takes the first operand from the second:
+ *
+ * | Operation | Form 2 | Form 3 | Form 2s |
+ * |---|---|---|---|
+ * | Add | srcDst + src | src1 + src2 | srcDst + scalar |
+ * | Sub | srcDst - src | src2 - src1 | srcDst - scalar |
+ * | Mpy | srcDst * src | src1 * src2 | srcDst * scalar |
+ *
+ * Results of integers are exact, as 32-bit integers, before `scaleMode` fits them to their element:
+ *
+ * | `scaleMode` | Stored | `*scaleFactor` |
+ * |---|---|---|
+ * | #QZ_ScaleWrap | low bits of the result | set to 0 |
+ * | #QZ_ScaleFixed | low bits of the result shifted right by `*scaleFactor` bits, or left by its negation
+ * where it is negative | only read | | #QZ_ScaleAuto | every result shifted right by the least number of bits
+ * that makes all of them fit | set to that number | | any other value | result clamped to the range of the
+ * element | set to 0 |
+ *
+ * Shifts are mathematical, whatever the count: 32 bits to the left leave 0, to the right the sign. They are
+ * arithmetic, with one exception: products of 16-bit elements shift to the right as unsigned 32-bit values. A
+ * difference of unsigned elements (y, n) has no automatic scale: #QZ_ScaleAuto saturates, a negative
+ * difference giving 0. The automatic scale of sums and differences is 0 or 1, that of products at most the
+ * width of the element.
+ *
+ * A length of 0 or less writes no element; `*scaleFactor` is set to 0 in every mode but #QZ_ScaleFixed.
+ * Nothing here takes memory or reports anything.
+ *
+ * An operand may be the destination itself. Where operands overlap otherwise, results are computed and stored
+ * one by one, from the last element to the first, with these additions for #QZ_ScaleAuto:
+ *  - Sums and differences (t, w, and sums of y) are stored unscaled until the first one that does not fit.
+ *    Then those stored are shifted right by 1, and the rest, that one included, is computed and stored
+ * shifted by 1.
+ *  - Sums of nibbles are all examined before the first one is stored.
+ *  - Products are stored from the first element to the last, up to and including the first that does not fit,
+ *    of which the low bits are stored. The shift is found from that product and from the ones behind it, as
+ *    memory then is. Then the elements before it are shifted, it is stored shifted, and those behind it are
+ *    computed and stored shifted.
  * @{
  */
+
+/**
+ * @name Bytes and words in place
+ * @{
+ */
+/**
+ * The operation of two vectors, in place.
+ * @param src  first operand
+ * @param srcDst  second operand, replaced by the results
+ * @param len  number of elements
+ * @param scaleMode  how results are fitted, see above
+ * @param scaleFactor  shift to the right, read or written as told above
+ */
+QZK_API void QZybAdd2(const uint8_t *src, uint8_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZtbAdd2(const int8_t *src, int8_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZwbAdd2(const int16_t *src, int16_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZybSub2(const uint8_t *src, uint8_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZtbSub2(const int8_t *src, int8_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZwbSub2(const int16_t *src, int16_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZybMpy2(const uint8_t *src, uint8_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZtbMpy2(const int8_t *src, int8_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZwbMpy2(const int16_t *src, int16_t *srcDst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Bytes and words
+ * @{
+ */
+/**
+ * The operation of two vectors.
+ * @param src1  first operand
+ * @param src2  second operand
+ * @param dst  receives the results
+ * @param len  number of elements
+ * @param scaleMode  how results are fitted, see above
+ * @param scaleFactor  shift to the right, read or written as told above
+ */
+QZK_API void QZybAdd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZtbAdd3(const int8_t *src1, const int8_t *src2, int8_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZwbAdd3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZybSub3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZtbSub3(const int8_t *src1, const int8_t *src2, int8_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZwbSub3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZybMpy3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZtbMpy3(const int8_t *src1, const int8_t *src2, int8_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+QZK_API void QZwbMpy3(const int16_t *src1, const int16_t *src2, int16_t *dst, int32_t len, int32_t scaleMode,
+                      int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Bytes and words with a scalar
+ * @{
+ */
+/**
+ * The operation of a scalar and a vector, in place.
+ * @param scalar  first operand of every element
+ * @param srcDst  second operand, replaced by the results
+ * @param len  number of elements
+ * @param scaleMode  how results are fitted, see above
+ * @param scaleFactor  shift to the right, read or written as told above
+ */
+QZK_API void QZybAdd2s(uint8_t scalar, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZtbAdd2s(int8_t scalar, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZwbAdd2s(int16_t scalar, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZybSub2s(uint8_t scalar, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZtbSub2s(int8_t scalar, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZwbSub2s(int16_t scalar, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZybMpy2s(uint8_t scalar, uint8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZtbMpy2s(int8_t scalar, int8_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZwbMpy2s(int16_t scalar, int16_t *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Nibbles in place
+ * @{
+ */
+/**
+ * The operation of two vectors of nibbles, in place. A nibble that shares a byte with the results but is none
+ * of them keeps its value.
+ * @param src  first byte of the first operand
+ * @param srcDst  first byte of the second operand, which is replaced by the results
+ * @param srcNibbleOffset  0: `src` begins in the low half of the first byte, otherwise in the high half
+ * @param dstNibbleOffset  0: `srcDst` begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles
+ * @param scaleMode  how results are fitted, see above
+ * @param scaleFactor  shift to the right, read or written as told above
+ */
+QZK_API void QZnbAdd2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                      int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZnbSub2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                      int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZnbMpy2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset,
+                      int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Nibbles
+ * @{
+ */
+/**
+ * The operation of two vectors of nibbles. A nibble that shares a byte with the results but is none of them
+ * keeps its value.
+ * @param src1  first byte of the first operand
+ * @param src2  first byte of the second operand
+ * @param dst  first byte of the results
+ * @param srcNibbleOffset  0: both operands begin in the low half of the first byte, otherwise in the high
+ * half
+ * @param dstNibbleOffset  0: the results begin in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles
+ * @param scaleMode  how results are fitted, see above
+ * @param scaleFactor  shift to the right, read or written as told above
+ */
+QZK_API void QZnbAdd3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                      int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZnbSub3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                      int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+QZK_API void QZnbMpy3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
+                      int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Nibbles with a scalar
+ * @{
+ */
+/**
+ * The operation of a scalar and a vector of nibbles, in place. A nibble that shares a byte with the results
+ * but is none of them keeps its value.
+ * @param scalar  its low four bits are the first operand of every element
+ * @param srcDst  first byte of the second operand, which is replaced by the results
+ * @param nibbleOffset  0: `srcDst` begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles
+ * @param scaleMode  how results are fitted, see above
+ * @param scaleFactor  shift to the right, read or written as told above
+ */
+QZK_API void QZnbAdd2s(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+                       int32_t *scaleFactor);
+QZK_API void QZnbSub2s(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+                       int32_t *scaleFactor);
+QZK_API void QZnbMpy2s(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+                       int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Floats in place
+ * @{
+ */
+/**
+ * The operation of two vectors in IEEE single precision, in place.
+ * @param src  first operand
+ * @param srcDst  second operand, replaced by the results
+ * @param len  number of elements
+ */
+QZK_API void QZsbAdd2(const float *src, float *srcDst, int32_t len);
+QZK_API void QZsbSub2(const float *src, float *srcDst, int32_t len);
 QZK_API void QZsbMpy2(const float *src, float *srcDst, int32_t len);
+/** @} */
+
+/**
+ * @name Floats
+ * @{
+ */
+/**
+ * The operation of two vectors in IEEE single precision.
+ * @param src1  first operand
+ * @param src2  second operand
+ * @param dst  receives the results
+ * @param len  number of elements
+ */
+QZK_API void QZsbAdd3(const float *src1, const float *src2, float *dst, int32_t len);
+QZK_API void QZsbSub3(const float *src1, const float *src2, float *dst, int32_t len);
+QZK_API void QZsbMpy3(const float *src1, const float *src2, float *dst, int32_t len);
+/** @} */
+
+/**
+ * @name Floats with a scalar
+ * @{
+ */
+/**
+ * The operation of a scalar and a vector in IEEE single precision, in place.
+ * @param scalar  first operand of every element
+ * @param srcDst  second operand, replaced by the results
+ * @param len  number of elements
+ */
+QZK_API void QZsbAdd2s(float scalar, float *srcDst, int32_t len);
+QZK_API void QZsbSub2s(float scalar, float *srcDst, int32_t len);
+QZK_API void QZsbMpy2s(float scalar, float *srcDst, int32_t len);
+/** @} */
+/** @} */
+
+/**
+ * @defgroup abs_shift Magnitudes and shifts
+ *
+ * Magnitudes of signed elements and shifts of all elements by one count. Elements are taken from the last to
+ * the first, which shows where a source and a separate destination overlap. Nothing here takes memory or
+ * reports anything.
+ * @{
+ */
+
+/**
+ * @name Magnitudes in place
+ * @{
+ */
+/**
+ * Replaces every element by its magnitude. The lowest integer, -128 or -32768, has none and stays. Of a float
+ * the sign bit is cleared and nothing else: not-a-numbers keep their payload.
+ * @param srcDst  elements
+ * @param len  number of elements; 0 or less does nothing
+ */
+QZK_API void QZtbAbs(int8_t *srcDst, int32_t len);
+QZK_API void QZwbAbs(int16_t *srcDst, int32_t len);
+QZK_API void QZsbAbs(float *srcDst, int32_t len);
+/** @} */
+
+/**
+ * @name Magnitudes of integers
+ * @{
+ */
+/**
+ * Stores the magnitude of every element. The lowest integer, -128 or -32768, has none and is stored itself.
+ * @param src  elements
+ * @param dst  receives the magnitudes
+ * @param len  number of elements. With 0 or less, element 0 is still read and its magnitude stored.
+ */
+QZK_API void QZtbAbs2(const int8_t *src, int8_t *dst, int32_t len);
+QZK_API void QZwbAbs2(const int16_t *src, int16_t *dst, int32_t len);
+/** @} */
+
+/**
+ * Stores every element with its sign bit cleared and nothing else changed: not-a-numbers keep their payload.
+ * @param src  elements
+ * @param dst  receives the magnitudes
+ * @param len  number of elements; 0 or less does nothing
+ */
+QZK_API void QZsbAbs2(const float *src, float *dst, int32_t len);
+
+/**
+ * @name Shifts
+ * @{
+ */
+/**
+ * Shifts every element to the left (L) or to the right (R). Bits that leave an element are lost; zeros come
+ * in, but copies of the sign in shifts of signed elements (t, w) to the right.
+ * @param srcDst  elements
+ * @param len  number of elements; 0 or less does nothing
+ * @param shift  number of bits, of which the low five bits count: 0 to 31
+ */
+QZK_API void QZybShiftL(uint8_t *srcDst, int32_t len, uint8_t shift);
+QZK_API void QZtbShiftL(int8_t *srcDst, int32_t len, uint8_t shift);
+QZK_API void QZwbShiftL(int16_t *srcDst, int32_t len, uint8_t shift);
+QZK_API void QZybShiftR(uint8_t *srcDst, int32_t len, uint8_t shift);
+QZK_API void QZtbShiftR(int8_t *srcDst, int32_t len, uint8_t shift);
+QZK_API void QZwbShiftR(int16_t *srcDst, int32_t len, uint8_t shift);
+/** @} */
+
+/**
+ * @name Shifts of nibbles
+ * @{
+ */
+/**
+ * Shifts every nibble within its own four bits to the left (L) or to the right (R), zeros coming in. A nibble
+ * that shares a byte with the vector but is not part of it keeps its value.
+ * @param srcDst  first byte of the vector
+ * @param nibbleOffset  0: the vector begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles; 0 or less does nothing
+ * @param shift  number of bits, of which the low five bits count: 0 to 31
+ */
+QZK_API void QZnbShiftL(uint8_t *srcDst, int32_t nibbleOffset, int32_t len, uint8_t shift);
+QZK_API void QZnbShiftR(uint8_t *srcDst, int32_t nibbleOffset, int32_t len, uint8_t shift);
+/** @} */
 /** @} */
 
 /**

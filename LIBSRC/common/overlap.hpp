@@ -7,21 +7,16 @@
 
 namespace qzk {
 
-/// Widest block that a kernel reads before it writes.
-constexpr std::size_t maxBlockBytes = 64;
-
-/// For loops from the last element to the first. A store at dst + i reaches an element that a later step
-/// reads only when the source lies above the destination; from one block upwards the block loop sees the same
-/// values.
-inline bool descendingBlocksAreExact(const void *src, const void *dst, std::size_t bytes) {
-    const auto from = reinterpret_cast<std::uintptr_t>(src);
-    const auto to = reinterpret_cast<std::uintptr_t>(dst);
-    return from <= to || from - to >= maxBlockBytes || from - to >= bytes;
+/// For loops from the last element to the first: how many places such a loop may read before it writes any of
+/// them and still give what single steps give. That is all of them where no write reaches a later read, else
+/// the distance of the operands. Places are bytes, or half bytes where elements are that small.
+inline std::uint64_t descendingStep(std::uint64_t src, std::uint64_t dst, std::uint64_t extent) {
+    return src <= dst || src - dst >= extent ? extent : src - dst;
 }
 
-/// The same for loops from the first element to the last.
-inline bool ascendingBlocksAreExact(const void *src, const void *dst, std::size_t bytes) {
-    return descendingBlocksAreExact(dst, src, bytes);
+/// True where an element's write reaches no other element's source, whatever the order of the loop.
+inline bool apartOrIdentical(std::uint64_t src, std::uint64_t dst, std::uint64_t extent) {
+    return src == dst || (src > dst ? src - dst : dst - src) >= extent;
 }
 
 /// How many bytes an ascending loop may read before it writes any of them and still give what single steps

@@ -49,6 +49,7 @@ void installUpTo(Level level, Family &family) {
 
 Kernels kernelsUpTo(Level level) {
     Kernels table = {};
+    installUpTo(level, table.absShift);
     installUpTo(level, table.arithmetic);
     installUpTo(level, table.cepstrum);
     installUpTo(level, table.convert);

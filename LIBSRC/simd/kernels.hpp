@@ -2,6 +2,7 @@
 // by a version that gives the same bits. This folder alone holds intrinsics and per-file compiler flags.
 #pragma once
 
+#include "simd/abs_shift.hpp"
 #include "simd/arithmetic.hpp"
 #include "simd/cepstrum.hpp"
 #include "simd/convert.hpp"
@@ -15,6 +16,7 @@ namespace qzk::simd {
 enum class Level { plain, sse2, avx2, avx512 };
 
 struct Kernels {
+    AbsShiftKernels absShift;
     ArithmeticKernels arithmetic;
     CepstrumKernels cepstrum;
     ConvertKernels convert;

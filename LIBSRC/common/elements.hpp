@@ -1,0 +1,129 @@
+// Operands of the element loops: what an element is, where it lies and what fits into it. How nibbles are
+// packed is known here and nowhere else. Inlined everywhere and with internal linkage where code is
+// concerned, for the sources of the levels too.
+#pragma once
+
+#include "common/unaligned.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+namespace qzk {
+
+/// Stands for the unsigned element of four bits.
+struct Nibble;
+
+/// Consecutive elements of T at any address, or its first element repeated where step is 0.
+template <class T>
+struct Elements {
+    using Element = std::remove_const_t<T>;
+    /// Holds every element and every exact sum, difference and product of two.
+    using Exact = std::conditional_t<std::is_integral_v<T>, std::int32_t, Element>;
+
+    static constexpr int width = 8 * sizeof(T);
+    static constexpr bool isSigned = std::is_signed_v<T>;
+    static constexpr Exact lowest = std::numeric_limits<Element>::lowest();
+    static constexpr Exact highest = std::numeric_limits<Element>::max();
+
+    T *first;
+    std::size_t step = 1;
+
+    [[gnu::always_inline]] Exact get(std::size_t i) const { return elementAt(first, i * step); }
+    /// Stores the low bits.
+    [[gnu::always_inline]] void set(std::size_t i, Exact value) const {
+        setElement(first, i * step, static_cast<Element>(value));
+    }
+    [[gnu::always_inline]] Elements from(std::size_t i) const { return {first + i * step, step}; }
+    [[gnu::always_inline]] operator Elements<const Element>() const { return {first, step}; }
+
+    /// Places of memory count half bytes.
+    static constexpr unsigned places = 2 * sizeof(T);
+    [[gnu::always_inline]] std::uint64_t place() const {
+        return 2 * std::uint64_t{reinterpret_cast<std::uintptr_t>(first)};
+    }
+};
+
+/// Nibbles, two in each Byte, the high half first. `skipped` nibbles of *first come before element 0.
+template <class Byte>
+struct Nibbles {
+    using Element = Nibble;
+    using Exact = std::int32_t;
+
+    static constexpr int width = 4;
+    static constexpr bool isSigned = false;
+    static constexpr Exact lowest = 0;
+    static constexpr Exact highest = 15;
+
+    Byte *first;
+    std::size_t skipped;
+    std::size_t step = 1;
+
+    [[gnu::always_inline]] Exact get(std::size_t i) const {
+        const std::size_t nibble = skipped + i * step;
+        return nibble % 2 == 0 ? first[nibble / 2] >> 4 : first[nibble / 2] & 15;
+    }
+    /// Stores the low bits and leaves the byte's other nibble alone.
+    [[gnu::always_inline]] void set(std::size_t i, Exact value) const {
+        const std::size_t nibble = skipped + i * step;
+        Byte &byte = first[nibble / 2];
+        byte = static_cast<Byte>(nibble % 2 == 0 ? (byte & 0x0F) | (value & 15) << 4
+                                                 : (byte & 0xF0) | (value & 15));
+    }
+    [[gnu::always_inline]] Nibbles from(std::size_t i) const {
+        const std::size_t nibble = skipped + i * step;
+        return {first + nibble / 2, nibble % 2, step};
+    }
+    [[gnu::always_inline]] operator Nibbles<const std::uint8_t>() const { return {first, skipped, step}; }
+
+    static constexpr unsigned places = 1;
+    [[gnu::always_inline]] std::uint64_t place() const {
+        return 2 * std::uint64_t{reinterpret_cast<std::uintptr_t>(first)} + skipped;
+    }
+};
+
+/// A vector that begins in the low half of its first byte where the offset is 0, else in the high half.
+template <class Byte>
+[[gnu::always_inline]] inline Nibbles<Byte> nibblesAt(Byte *first, std::int32_t nibbleOffset) {
+    return {first, nibbleOffset != 0 ? std::size_t{0} : std::size_t{1}};
+}
+
+/// Operand of an element, to read from and to write to.
+template <class Element>
+struct ViewOf {
+    using Source = Elements<const Element>;
+    using Target = Elements<Element>;
+};
+template <>
+struct ViewOf<Nibble> {
+    using Source = Nibbles<const std::uint8_t>;
+    using Target = Nibbles<std::uint8_t>;
+};
+template <class Element>
+using Source = typename ViewOf<Element>::Source;
+template <class Element>
+using Target = typename ViewOf<Element>::Target;
+
+/// A scalar as an operand: a block as wide as any vector, at which every step of a loop stays.
+template <class T>
+class Repeated {
+public:
+    explicit Repeated(T scalar) {
+        for (T &element : block_)
+            element = scalar;
+    }
+    Elements<const T> elements() const { return {block_, 0}; }
+
+protected:
+    alignas(64) T block_[64 / sizeof(T)];
+};
+
+class RepeatedNibble : Repeated<std::uint8_t> {
+public:
+    /// The scalar's low four bits count.
+    explicit RepeatedNibble(std::uint8_t scalar) : Repeated(static_cast<std::uint8_t>((scalar & 15) * 17)) {}
+    Nibbles<const std::uint8_t> elements() const { return {block_, 0, 0}; }
+};
+
+} // namespace qzk
