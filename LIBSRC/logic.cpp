@@ -36,9 +36,10 @@ const simd::LogicKernels::Operation &kernelsFor(const simd::Kernels &table) {
 /// Operands closer than this take the definition's own steps.
 constexpr size_t worthwhile = 64;
 
-/// Runs work(table, i, count) over n bytes in steps that may each read ahead of their writes.
+/// Runs work(table, i, count) over n bytes in steps that may each read ahead of their writes. Always inlined:
+/// handing over what `work` captures costs more than a short run.
 template <class Work>
-void inSteps(size_t n, size_t step, Work work) {
+[[gnu::always_inline]] inline void inSteps(size_t n, size_t step, Work work) {
     if (step >= n) return work(simd::kernels(), size_t{0}, n);
     if (step < worthwhile) return work(simd::kernelsOf(simd::Level::plain), size_t{0}, n);
     const simd::Kernels &table = simd::kernels();
@@ -67,8 +68,7 @@ size_t stepOfLogic(const uint8_t *src, const uint8_t *dst, size_t n) {
 }
 
 template <class Operation>
-void joinBytes(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, size_t n) {
-    const size_t step = std::min(stepOfLogic(src1, dst, n), stepOfLogic(src2, dst, n));
+void joinBytes(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, size_t n, size_t step) {
     inSteps(n, step, [=](const simd::Kernels &table, size_t i, size_t count) {
         kernelsFor<Operation>(table).bytes(src1 + i, src2 + i, dst + i, count);
     });
@@ -79,12 +79,13 @@ void moveBytes(Single source, uint8_t *dst, size_t n) {
     if constexpr (std::is_same_v<Operation, Copy>)
         copyBytes(source.src, dst, n);
     else
-        joinBytes<Operation>(source.src, dst, dst, n);
+        joinBytes<Operation>(source.src, dst, dst, n, stepOfLogic(source.src, dst, n));
 }
 
 template <class, class Joint>
 void moveBytes(Pair<Joint> source, uint8_t *dst, size_t n) {
-    joinBytes<Joint>(source.src1, source.src2, dst, n);
+    const size_t step = std::min(stepOfLogic(source.src1, dst, n), stepOfLogic(source.src2, dst, n));
+    joinBytes<Joint>(source.src1, source.src2, dst, n, step);
 }
 
 /// dst[k] takes the bits of source[k] and source[k + 1], moved to the left by 1 to 7.
@@ -237,7 +238,7 @@ void combine(const T *src, T *srcDst, int32_t len) {
 template <class Operation, class T>
 void combine(const T *src1, const T *src2, T *dst, int32_t len) {
     if (len < 1) return;
-    joinBytes<Operation>(asBytes(src1), asBytes(src2), asBytes(dst), bytesOf<T>(len));
+    moveBytes<Copy>(Pair<Operation>{asBytes(src1), asBytes(src2)}, asBytes(dst), bytesOf<T>(len));
 }
 
 } // namespace

@@ -12,11 +12,7 @@ using std::uint64_t;
 using std::uint8_t;
 
 // There are no shifts of bytes: lanes of 16 bits are the smallest that shift.
-using Wide = Vec<uint16_t>;
 typedef uint16_t Bytes16 __attribute__((vector_size(16)));
-#if QZK_SIMD_LEVEL == 3
-typedef uint16_t Bytes32 __attribute__((vector_size(32)));
-#endif
 
 template <class T>
 struct Load {
@@ -109,11 +105,46 @@ QZK_INLINE void produceEnds(uint8_t *dst, size_t n, Block block) {
     put(dst + n - sizeof(T), last);
 }
 
-/// Fewer bytes than a vector has.
+/// n bytes from one vector upwards. The first and the last vector overlap the aligned ones between them: both
+/// are computed before anything is written and hold what the aligned ones hold, also where the destination is
+/// a source.
+template <class T, class Block>
+QZK_INLINE void produceVectors(uint8_t *dst, size_t n, Block block) {
+    constexpr size_t step = sizeof(T);
+    const T first = block.at(Load<T>{}, 0);
+    const T last = block.from(n - step).at(Load<T>{}, 0);
+    const size_t aligned = step - reinterpret_cast<std::uintptr_t>(dst) % step;
+    const Block middle = block.from(aligned);
+    uint8_t *const to = dst + aligned;
+    const size_t end = n - aligned;
+    size_t j = 0;
+    for (; j + 4 * step <= end; j += 4 * step) {
+        const T v0 = middle.at(Load<T>{}, j);
+        const T v1 = middle.at(Load<T>{}, j + step);
+        const T v2 = middle.at(Load<T>{}, j + 2 * step);
+        const T v3 = middle.at(Load<T>{}, j + 3 * step);
+        put(to + j, v0);
+        put(to + j + step, v1);
+        put(to + j + 2 * step, v2);
+        put(to + j + 3 * step, v3);
+    }
+    for (; j + step <= end; j += step)
+        put(to + j, middle.at(Load<T>{}, j));
+    put(dst, first);
+    put(dst + n - step, last);
+}
+
 template <class Block>
-QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
+QZK_INLINE void produce(uint8_t *dst, size_t n, Block block) {
 #if QZK_SIMD_LEVEL == 3
-    if (n >= sizeof(Bytes32)) return produceEnds<Bytes32>(dst, n, block);
+    // A read of what several stores have just written waits for all of them, the longer the wider they are.
+    // Over short runs that outweighs the width.
+    constexpr size_t worthFullWidth = 1024;
+    typedef uint16_t Bytes32 __attribute__((vector_size(32)));
+    if (n >= worthFullWidth) return produceVectors<Vec<uint16_t>>(dst, n, block);
+    if (n >= sizeof(Bytes32)) return produceVectors<Bytes32>(dst, n, block);
+#else
+    if (n >= sizeof(Vec<uint16_t>)) return produceVectors<Vec<uint16_t>>(dst, n, block);
 #endif
     if (n >= sizeof(Bytes16))
         produceEnds<Bytes16>(dst, n, block);
@@ -125,36 +156,6 @@ QZK_INLINE void produceShort(uint8_t *dst, size_t n, Block block) {
         produceEnds<uint16_t>(dst, n, block);
     else if (n != 0)
         produceEnds<uint8_t>(dst, n, block);
-}
-
-/// n bytes. The first and the last vector overlap the aligned ones between them: both are computed before
-/// anything is written and hold what the aligned ones hold, also where the destination is a source.
-template <class Block>
-QZK_INLINE void produce(uint8_t *dst, size_t n, Block block) {
-    constexpr size_t step = sizeof(Wide);
-    if (n < step) return produceShort(dst, n, block);
-
-    const Wide first = block.at(Load<Wide>{}, 0);
-    const Wide last = block.from(n - step).at(Load<Wide>{}, 0);
-    const size_t aligned = step - reinterpret_cast<std::uintptr_t>(dst) % step;
-    const Block middle = block.from(aligned);
-    uint8_t *const to = dst + aligned;
-    const size_t end = n - aligned;
-    size_t j = 0;
-    for (; j + 4 * step <= end; j += 4 * step) {
-        const Wide v0 = middle.at(Load<Wide>{}, j);
-        const Wide v1 = middle.at(Load<Wide>{}, j + step);
-        const Wide v2 = middle.at(Load<Wide>{}, j + 2 * step);
-        const Wide v3 = middle.at(Load<Wide>{}, j + 3 * step);
-        put(to + j, v0);
-        put(to + j + step, v1);
-        put(to + j + 2 * step, v2);
-        put(to + j + 3 * step, v3);
-    }
-    for (; j + step <= end; j += step)
-        put(to + j, middle.at(Load<Wide>{}, j));
-    put(dst, first);
-    put(dst + n - step, last);
 }
 
 template <class Operation>

@@ -27,7 +27,7 @@ protected:
     /// Every length up to 130 at each misalignment of a word, and some long ones.
     template <class Test>
     void forLengths(Test test) {
-        for (const std::size_t n : {255u, 256u, 1000u, 4099u})
+        for (const std::size_t n : {255u, 256u, 1000u, 1023u, 1024u, 1100u, 4099u})
             test(n, n % 61);
         for (std::size_t n = 0; n <= 130; ++n)
             for (std::size_t misalignment = 0; misalignment < 5; ++misalignment)
