@@ -78,6 +78,44 @@ const QZComplexFloat *obtainTable(void *(&slots)[FftContext::orders], std::int32
     return table;
 }
 
+/// The table of the vector kernels; false, without a report, when there is no memory for it: the plain
+/// version does without.
+bool obtainLaneTwiddles(std::int32_t order, const QZComplexFloat *twiddle, simd::LaneTwiddles &table) {
+    auto &slots = QZ_GetContext()->Fft.lanes;
+    const std::int64_t n = std::int64_t{1} << order, quarter = n / 4;
+    std::int64_t steps = 0;
+    for (std::int64_t count = n / 16; count >= 4; count /= 4)
+        steps += count / 4;
+    const std::int64_t doubles = 4 * 6 * steps;
+    const bool cached = slots[order] != nullptr;
+    if (!cached)
+        slots[order] =
+            allocateArray<std::byte>(8 * doubles + 4 * 6 * quarter + std::int64_t{FftContext::alignment});
+    if (slots[order] == nullptr) return false;
+
+    auto *planes = static_cast<double *>(alignUp(slots[order], FftContext::alignment));
+    auto *first = reinterpret_cast<float *>(planes + doubles);
+    table = {first, planes, static_cast<std::size_t>(6 * steps)};
+    if (cached) return true;
+    for (std::int64_t l = 0; l < 4; ++l)
+        for (std::int64_t count = n / 16; count >= 4; count /= 4)
+            for (std::int64_t u = 0; u < count / 4; ++u)
+                for (std::int64_t power = 1; power <= 3; ++power) {
+                    const QZComplexFloat w = twiddle[power * (4 * u + l) * (quarter / count)];
+                    *planes++ = w.re;
+                    *planes++ = w.im;
+                }
+    constexpr std::int64_t columns[] = {0, 2, 1, 3};
+    for (std::int64_t j = 0; j < quarter; j += 4)
+        for (std::int64_t power = 1; power <= 3; ++power, first += 8)
+            for (std::int64_t lane = 0; lane < 4; ++lane) {
+                const QZComplexFloat w = twiddle[power * (j + columns[lane])];
+                first[lane] = w.re;
+                first[lane + 4] = w.im;
+            }
+    return true;
+}
+
 void releaseTables(void *(&slots)[FftContext::orders]) {
     // kept: the table of the highest order stays.
     for (std::int32_t order = 0; order < FftContext::orders - 1; ++order) {
@@ -119,6 +157,11 @@ double factorOf(std::int32_t flags, std::int32_t order) {
 
 void scale(float *x, std::int64_t n, double factor) {
     if (factor != 1.0) simd::kernels().fft.scale(x, static_cast<std::size_t>(n), factor);
+}
+
+const simd::FftKernels &splitKernels(std::int64_t h) {
+    const bool lanes = h >= static_cast<std::int64_t>(simd::lowestLaneSplit);
+    return lanes ? simd::kernels().fft : simd::kernelsOf(simd::Level::plain).fft;
 }
 
 /// Not-in-place forms: 2^order elements into the destination, none for orders that have no tables.
@@ -190,6 +233,16 @@ bool QZcBitRevPermute(QZComplexFloat *x, std::int32_t order) {
 
 bool transformComplex(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const QZComplexFloat *twiddle,
                       double factor) {
+    const auto &kernels = simd::kernels().fft;
+    if (kernels.transform != nullptr && order >= simd::lowestLaneOrder) {
+        const std::uint32_t *reversed = QZGetBitRevTbl(order);
+        if (reversed == nullptr) return false;
+        simd::LaneTwiddles table;
+        if (obtainLaneTwiddles(order, twiddle, table)) {
+            kernels.transform(x, order, sign, reversed, table, factor);
+            return true;
+        }
+    }
     const std::int64_t n = std::int64_t{1} << order;
     if (order > 0) {
         QZcFftCore(x, n, sign, twiddle);
@@ -200,11 +253,11 @@ bool transformComplex(QZComplexFloat *x, std::int32_t order, std::int32_t sign, 
 }
 
 void splitReal(QZComplexFloat *z, std::int64_t h, std::int32_t sign, const QZComplexFloat *table) {
-    simd::kernels().fft.splitReal(z, static_cast<std::size_t>(h), sign, table);
+    splitKernels(h).splitReal(z, static_cast<std::size_t>(h), sign, table);
 }
 
 void splitCcs(QZComplexFloat *z, std::int64_t h, std::int32_t sign, const QZComplexFloat *twiddle) {
-    simd::kernels().fft.splitCcs(z, static_cast<std::size_t>(h), sign, twiddle);
+    splitKernels(h).splitCcs(z, static_cast<std::size_t>(h), sign, twiddle);
 }
 
 } // namespace qzk
@@ -273,6 +326,7 @@ void QZFreeFftTbls(void) {
     releaseTables(fft.bitReversal);
     releaseTables(fft.twiddle);
     releaseTables(fft.realFft);
+    releaseTables(fft.lanes);
     fft.sBufferOrder = 0;
     release(fft.sBuffer);
     fft.sBuffer = nullptr;

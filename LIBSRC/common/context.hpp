@@ -36,6 +36,7 @@ struct FftContext {
     void *twiddle[orders];
     void *bitReversal[orders];
     void *realFft[orders];
+    void *lanes[orders];       // twiddle factors as the vector kernels read them
     void *sBuffer;             // float work buffer of the 16-bit FFT
     std::int32_t sBufferOrder; // order that sBuffer was sized for
 };

@@ -1,8 +1,437 @@
+// The transform in lanes of four.
+//
+// The first pass splits n points into four independent transforms of n/4 points. From then on lane e of
+// every vector belongs to the transform that holds the output indexes 4k + e: all four take the same steps,
+// a twiddle factor is one broadcast number, and nothing is exchanged between lanes any more.
+//
+// A chunk is four real parts followed by four imaginary parts, one for each lane, in the room of four
+// points. Element j = 4u + l of the four transforms is chunk l * n/16 + u: the first pass reads four columns
+// from the four quarters of the data and leaves their chunks in the same places. The chunks of one l make a
+// plane, and all passes but the last ones work within planes.
+//
+// After the last pass, the outputs of the four lanes of a chunk are neighbours in natural order, so that the
+// bit reversal moves whole chunks: chunk (l, u) to (reversed l, reversed u), which the last pass does by
+// treating the columns u and reversed u together.
 #include "simd/fft.hpp"
 #include "simd/vec.hpp"
 
-namespace qzk::simd {
+#if QZK_SIMD_LEVEL == 1
+#pragma GCC diagnostic ignored "-Wpsabi" // about passing Quads in registers: every function here is inlined
+#endif
 
-void QZK_LEVEL::install(FftKernels &) {}
+namespace qzk::simd {
+namespace {
+
+// Four lanes at every level: wider vectors of doubles convert from and to single at no higher rate.
+typedef double Quad __attribute__((vector_size(32)));
+typedef float QuadFloat __attribute__((vector_size(16)));
+
+QZK_INLINE Quad widen(const float *from) {
+#if QZK_SIMD_LEVEL >= 2
+    return (Quad)_mm256_cvtps_pd(_mm_loadu_ps(from));
+#else
+    const __m128 v = _mm_loadu_ps(from);
+    const __m128d low = _mm_cvtps_pd(v), high = _mm_cvtps_pd(_mm_movehl_ps(v, v));
+    return Quad{low[0], low[1], high[0], high[1]};
+#endif
+}
+
+QZK_INLINE QuadFloat narrow(Quad v) {
+#if QZK_SIMD_LEVEL >= 2
+    return (QuadFloat)_mm256_cvtpd_ps((__m256d)v);
+#else
+    const __m128d low = {v[0], v[1]}, high = {v[2], v[3]};
+    return (QuadFloat)_mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high));
+#endif
+}
+
+QZK_INLINE void store(float *to, QuadFloat v) { __builtin_memcpy(to, &v, sizeof v); }
+
+QZK_INLINE Quad broadcast(double value) { return value - Quad{}; }
+
+// The conversions keep the adders busy while the multipliers have time: these sums are products with 1 and a
+// sum, which is the same single rounding, on the multipliers.
+QZK_INLINE Quad sumOnMultiplier(Quad a, Quad b) {
+#if QZK_SIMD_LEVEL >= 2
+    return (Quad)_mm256_fmadd_pd((__m256d)a, _mm256_set1_pd(1.0), (__m256d)b);
+#else
+    return a + b;
+#endif
+}
+
+QZK_INLINE Quad differenceOnMultiplier(Quad a, Quad b) {
+#if QZK_SIMD_LEVEL >= 2
+    return (Quad)_mm256_fmsub_pd((__m256d)a, _mm256_set1_pd(1.0), (__m256d)b);
+#else
+    return a - b;
+#endif
+}
+
+/// One point per lane.
+struct Point {
+    Quad re, im;
+};
+
+QZK_INLINE Point operator+(Point a, Point b) { return {a.re + b.re, a.im + b.im}; }
+QZK_INLINE Point operator-(Point a, Point b) { return {a.re - b.re, a.im - b.im}; }
+QZK_INLINE Point operator*(Point a, Point b) {
+    return {differenceOnMultiplier(a.re * b.re, a.im * b.im), sumOnMultiplier(a.re * b.im, a.im * b.re)};
+}
+
+QZK_INLINE Point sumOnMultiplier(Point a, Point b) {
+    return {sumOnMultiplier(a.re, b.re), sumOnMultiplier(a.im, b.im)};
+}
+
+QZK_INLINE Point differenceOnMultiplier(Point a, Point b) {
+    return {differenceOnMultiplier(a.re, b.re), differenceOnMultiplier(a.im, b.im)};
+}
+
+/// Four points in natural order as lanes in the order 0, 2, 1, 3, which costs one exchange per vector.
+QZK_INLINE Point loadPoints(const float *from) {
+    const Quad low = widen(from), high = widen(from + 4);
+    return {__builtin_shufflevector(low, high, 0, 4, 2, 6), __builtin_shufflevector(low, high, 1, 5, 3, 7)};
+}
+
+QZK_INLINE void storePoints(float *to, Point value) {
+    store(to, narrow(__builtin_shufflevector(value.re, value.im, 0, 4, 2, 6)));
+    store(to + 4, narrow(__builtin_shufflevector(value.re, value.im, 1, 5, 3, 7)));
+}
+
+constexpr std::size_t chunkFloats = 8;
+
+QZK_INLINE Point loadChunk(const float *from) { return {widen(from), widen(from + 4)}; }
+
+QZK_INLINE void storeChunk(float *to, Point value) {
+    store(to, narrow(value.re));
+    store(to + 4, narrow(value.im));
+}
+
+/// Outputs of a radix-4 column.
+struct Butterfly {
+    Point y0, y1, y2, y3;
+};
+
+QZK_INLINE Butterfly butterfly(Point a, Point b, Point c, Point d) {
+    const Point sumAC = sumOnMultiplier(a, c), sumBD = sumOnMultiplier(b, d),
+                differenceAC = differenceOnMultiplier(a, c), differenceBD = differenceOnMultiplier(b, d);
+    return {sumAC + sumBD,
+            {differenceAC.re + differenceBD.im, differenceAC.im - differenceBD.re},
+            sumAC - sumBD,
+            {differenceAC.re - differenceBD.im, differenceAC.im + differenceBD.re}};
+}
+
+/// The three factors of a column.
+struct Factors {
+    Point w1, w2, w3;
+};
+
+QZK_INLINE Butterfly times(Butterfly y, Factors w) { return {y.y0, y.y1 * w.w1, y.y2 * w.w2, y.y3 * w.w3}; }
+
+/// The products of the column in the middle of a block.
+QZK_INLINE Butterfly timesEighthRoots(Butterfly y) {
+    constexpr double sqrtHalf = 0.7071067781186547; // kept: as in the plain version
+    return {y.y0,
+            {(y.y1.re + y.y1.im) * sqrtHalf, (y.y1.im - y.y1.re) * sqrtHalf},
+            {y.y2.im, -y.y2.re},
+            {(y.y3.im - y.y3.re) * sqrtHalf, (-y.y3.re - y.y3.im) * sqrtHalf}};
+}
+
+/// Factors of a column: from the table, or one of the two columns of a block that do without.
+enum class Column { table, unit, eighthRoots };
+
+template <bool inverse>
+QZK_INLINE Point loadColumns(const float *from) {
+    const Point points = loadPoints(from);
+    return inverse ? Point{points.re, -points.im} : points;
+}
+
+QZK_INLINE Point firstLaneOf(Point first, Point others) {
+    return {__builtin_shufflevector(first.re, others.re, 0, 5, 6, 7),
+            __builtin_shufflevector(first.im, others.im, 0, 5, 6, 7)};
+}
+
+/// Four columns of four outputs as four chunks, one for each plane.
+QZK_INLINE void storeTransposed(float *to, std::size_t plane, Butterfly y) {
+#if QZK_SIMD_LEVEL >= 2
+    typedef float ChunkFloat __attribute__((vector_size(32)));
+    const auto chunk = [](Point value) __attribute__((always_inline)) {
+        const QuadFloat re = narrow(value.re), im = narrow(value.im);
+        return __builtin_shufflevector(re, im, 0, 1, 2, 3, 4, 5, 6, 7);
+    };
+    const ChunkFloat y0 = chunk(y.y0), y1 = chunk(y.y1), y2 = chunk(y.y2), y3 = chunk(y.y3);
+    const ChunkFloat low01 = __builtin_shufflevector(y0, y1, 0, 8, 1, 9, 4, 12, 5, 13);
+    const ChunkFloat high01 = __builtin_shufflevector(y0, y1, 2, 10, 3, 11, 6, 14, 7, 15);
+    const ChunkFloat low23 = __builtin_shufflevector(y2, y3, 0, 8, 1, 9, 4, 12, 5, 13);
+    const ChunkFloat high23 = __builtin_shufflevector(y2, y3, 2, 10, 3, 11, 6, 14, 7, 15);
+    const ChunkFloat columns[4] = {__builtin_shufflevector(low01, low23, 0, 1, 8, 9, 4, 5, 12, 13),
+                                   __builtin_shufflevector(high01, high23, 0, 1, 8, 9, 4, 5, 12, 13),
+                                   __builtin_shufflevector(low01, low23, 2, 3, 10, 11, 6, 7, 14, 15),
+                                   __builtin_shufflevector(high01, high23, 2, 3, 10, 11, 6, 7, 14, 15)};
+    for (std::size_t l = 0; l < 4; ++l)
+        __builtin_memcpy(to + l * plane, &columns[l], sizeof columns[l]);
+#else
+    constexpr std::size_t lanes[4] = {0, 2, 1, 3};
+    for (std::size_t l = 0; l < 4; ++l) {
+        const std::size_t lane = lanes[l];
+        storeChunk(to + l * plane, {Quad{y.y0.re[lane], y.y1.re[lane], y.y2.re[lane], y.y3.re[lane]},
+                                    Quad{y.y0.im[lane], y.y1.im[lane], y.y2.im[lane], y.y3.im[lane]}});
+    }
+#endif
+}
+
+/// Four columns of the first pass; for the special columns, the first of them.
+template <bool inverse, Column column>
+QZK_INLINE void firstStep(float *x, std::size_t plane, const float *table) {
+    const Butterfly sums =
+        butterfly(loadColumns<inverse>(x), loadColumns<inverse>(x + plane),
+                  loadColumns<inverse>(x + 2 * plane), loadColumns<inverse>(x + 3 * plane));
+    Butterfly y = times(sums, {loadChunk(table), loadChunk(table + 8), loadChunk(table + 16)});
+    if (column != Column::table) {
+        const Butterfly special = column == Column::unit ? sums : timesEighthRoots(sums);
+        y = {y.y0, firstLaneOf(special.y1, y.y1), firstLaneOf(special.y2, y.y2),
+             firstLaneOf(special.y3, y.y3)};
+    }
+    storeTransposed(x, plane, y);
+}
+
+template <bool inverse>
+void firstPass(float *x, std::size_t chunks, const float *table) {
+    const std::size_t plane = chunks * chunkFloats, middle = chunks / 2;
+    const auto steps = [=](std::size_t from, std::size_t to) __attribute__((always_inline)) {
+        for (std::size_t u = from; u < to; ++u)
+            firstStep<inverse, Column::table>(x + u * chunkFloats, plane, table + u * 24);
+    };
+    firstStep<inverse, Column::unit>(x, plane, table);
+    steps(1, middle);
+    firstStep<inverse, Column::eighthRoots>(x + middle * chunkFloats, plane, table + middle * 24);
+    steps(middle + 1, chunks);
+}
+
+/// The column of chunk x in every block of a pass.
+template <Column column>
+QZK_INLINE void stepInBlocks(float *x, std::size_t row, std::size_t blocks, const double *table) {
+    for (const float *end = x + blocks * 4 * row; x != end; x += 4 * row) {
+        Butterfly y =
+            butterfly(loadChunk(x), loadChunk(x + row), loadChunk(x + 2 * row), loadChunk(x + 3 * row));
+        if (column == Column::table)
+            y = times(y, {{broadcast(table[0]), broadcast(table[1])},
+                          {broadcast(table[2]), broadcast(table[3])},
+                          {broadcast(table[4]), broadcast(table[5])}});
+        else if (column == Column::eighthRoots)
+            y = timesEighthRoots(y);
+        storeChunk(x, y.y0);
+        storeChunk(x + row, y.y2);
+        storeChunk(x + 2 * row, y.y1);
+        storeChunk(x + 3 * row, y.y3);
+    }
+}
+
+/// One pass over blocks of `count` chunks of plane l.
+void pass(float *x, std::size_t count, std::size_t blocks, std::size_t l, const double *table) {
+    const std::size_t steps = count / 4, row = steps * chunkFloats;
+    for (std::size_t u = 0; u < steps; ++u, x += chunkFloats, table += 6)
+        if (4 * u + l == 0)
+            stepInBlocks<Column::unit>(x, row, blocks, table);
+        else if (2 * (4 * u + l) == count)
+            stepInBlocks<Column::eighthRoots>(x, row, blocks, table);
+        else
+            stepInBlocks<Column::table>(x, row, blocks, table);
+}
+
+/// All passes within plane l. Blocks that do not fit the first-level cache finish one after the other.
+void planePasses(float *x, std::size_t count, std::size_t l, const double *table) {
+    constexpr std::size_t cachedChunks = 512;
+    std::size_t blocks = 1;
+    for (; count >= 4 && count <= cachedChunks; blocks *= 4, count /= 4, table += 6 * count)
+        pass(x, count, blocks, l, table);
+    if (count <= cachedChunks) return;
+    pass(x, count, 1, l, table);
+    for (std::size_t block = 0; block < 4; ++block)
+        planePasses(x + block * (count / 4) * chunkFloats, count / 4, l, table + 6 * (count / 4));
+}
+
+/// The radix-4 pass of an odd order whose columns have two elements in each of two planes.
+void passAcrossPlanes(float *x, std::size_t chunks) {
+    const std::size_t plane = chunks * chunkFloats;
+    const auto step = [=](float *at, bool middle) __attribute__((always_inline)) {
+        float *rows[4] = {at, at + 2 * plane, at + chunkFloats, at + 2 * plane + chunkFloats};
+        Butterfly y =
+            butterfly(loadChunk(rows[0]), loadChunk(rows[1]), loadChunk(rows[2]), loadChunk(rows[3]));
+        if (middle) y = timesEighthRoots(y);
+        storeChunk(rows[0], y.y0);
+        storeChunk(rows[1], y.y2);
+        storeChunk(rows[2], y.y1);
+        storeChunk(rows[3], y.y3);
+    };
+    for (const float *end = x + plane; x != end; x += 2 * chunkFloats) {
+        step(x, false);
+        step(x + plane, true);
+    }
+}
+
+/// The outputs of one column of the four planes, row by row in natural order.
+struct Outputs {
+    QuadFloat re[4], im[4];
+};
+
+/// Radix 4 for an even order, two pairs for an odd one; the inverse is conjugated and scaled.
+template <bool inverse, bool odd>
+QZK_INLINE Outputs lastStep(const float *x, std::size_t plane, QuadFloat factor) {
+    const Point a = loadChunk(x), b = loadChunk(x + plane), c = loadChunk(x + 2 * plane),
+                d = loadChunk(x + 3 * plane);
+    const Butterfly y = odd ? Butterfly{a + b, c + d, a - b, c - d} : butterfly(a, b, c, d);
+    Outputs outputs = {{narrow(y.y0.re), narrow(y.y1.re), narrow(y.y2.re), narrow(y.y3.re)},
+                       {narrow(y.y0.im), narrow(y.y1.im), narrow(y.y2.im), narrow(y.y3.im)}};
+    if (inverse)
+        for (int row = 0; row < 4; ++row) {
+            outputs.re[row] *= factor;
+            outputs.im[row] = -outputs.im[row] * factor;
+        }
+    return outputs;
+}
+
+QZK_INLINE void storeOutputs(float *x, std::size_t plane, const Outputs &outputs) {
+    for (std::size_t row = 0; row < 4; ++row, x += plane) {
+        store(x, __builtin_shufflevector(outputs.re[row], outputs.im[row], 0, 4, 1, 5));
+        store(x + 4, __builtin_shufflevector(outputs.re[row], outputs.im[row], 2, 6, 3, 7));
+    }
+}
+
+template <bool inverse, bool odd>
+void lastPass(float *x, std::size_t chunks, const std::uint32_t *reversed, float factor) {
+    const std::size_t plane = chunks * chunkFloats;
+    const QuadFloat factors = factor - QuadFloat{};
+    for (std::size_t u = 0; u < chunks; ++u) {
+        const std::size_t other = reversed[u] >> 4; // the table has the four bits of lane and plane too
+        if (other < u) continue;
+        float *here = x + u * chunkFloats, *there = x + other * chunkFloats;
+        const Outputs outputs = lastStep<inverse, odd>(here, plane, factors);
+        if (other != u) storeOutputs(here, plane, lastStep<inverse, odd>(there, plane, factors));
+        storeOutputs(there, plane, outputs);
+    }
+}
+
+template <bool inverse>
+void transformLanes(float *x, std::int32_t order, const std::uint32_t *reversed, const LaneTwiddles &table,
+                    float factor) {
+    const std::size_t chunks = std::size_t{1} << (order - 4);
+    firstPass<inverse>(x, chunks, table.first);
+    for (std::size_t l = 0; l < 4; ++l)
+        planePasses(x + l * chunks * chunkFloats, chunks, l, table.planes + l * table.perPlane);
+    if (order % 2 != 0) {
+        passAcrossPlanes(x, chunks);
+        lastPass<inverse, true>(x, chunks, reversed, factor);
+    } else {
+        lastPass<inverse, false>(x, chunks, reversed, factor);
+    }
+}
+
+void transform(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const std::uint32_t *reversed,
+               const LaneTwiddles &table, double factor) {
+    // The factor is a power of two: the product in single precision is the one in double, rounded.
+    auto *floats = reinterpret_cast<float *>(x);
+    if (sign < 0)
+        transformLanes<true>(floats, order, reversed, table, static_cast<float>(factor));
+    else
+        transformLanes<false>(floats, order, reversed, table, static_cast<float>(factor));
+}
+
+QZK_INLINE Quad reversedLanes(Quad v) { return __builtin_shufflevector(v, v, 3, 2, 1, 0); }
+QZK_INLINE Point reversedLanes(Point v) { return {reversedLanes(v.re), reversedLanes(v.im)}; }
+
+/// Points k of the first half of a spectrum and their partners p = h - k.
+struct Pair {
+    Point k, p;
+};
+
+/// Runs a split pass over all pairs, four at a time. The fourth lane of the last step is the middle element,
+/// its own partner: the caller stores that afterwards.
+template <class Step>
+QZK_INLINE void forPairs(float *z, std::size_t h, const QZComplexFloat *table, Step step) {
+    const auto *factors = reinterpret_cast<const float *>(table);
+    for (std::size_t k = 1; k < h / 2; k += 4) {
+        float *below = z + 2 * k, *above = z + 2 * (h - k - 3);
+        const Pair result =
+            step(Pair{loadPoints(below), reversedLanes(loadPoints(above))}, loadPoints(factors + 2 * k));
+        storePoints(below, result.k);
+        storePoints(above, reversedLanes(result.p));
+    }
+}
+
+QZK_INLINE QZComplexFloat loadPoint(const QZComplexFloat *from) {
+    QZComplexFloat value;
+    __builtin_memcpy(&value, from, sizeof value);
+    return value;
+}
+
+QZK_INLINE void storePoint(QZComplexFloat *to, double re, double im) {
+    const QZComplexFloat value = {static_cast<float>(re), static_cast<float>(im)};
+    __builtin_memcpy(to, &value, sizeof value);
+}
+
+QZK_INLINE void splitFirst(QZComplexFloat *z) {
+    const QZComplexFloat first = loadPoint(z);
+    const double re = first.re, im = first.im;
+    storePoint(z, re + im, re - im);
+}
+
+void splitReal(QZComplexFloat *z, std::size_t h, std::int32_t sign, const QZComplexFloat *table) {
+    auto *floats = reinterpret_cast<float *>(z);
+    const QZComplexFloat middle = loadPoint(z + h / 2);
+    if (sign < 0)
+        forPairs(
+            floats, h, table, [](Pair z, Point t) __attribute__((always_inline)) {
+                const Quad dr = z.k.re - z.p.re, si = z.p.im + z.k.im;
+                const Quad re = dr * t.im - si * t.re, im = dr * t.re + si * t.im;
+                return Pair{{z.k.re - re, z.k.im - im}, {z.p.re + re, z.p.im - im}};
+            });
+    else
+        forPairs(
+            floats, h, table, [](Pair z, Point t) __attribute__((always_inline)) {
+                const Quad dr = z.k.re - z.p.re, si = z.p.im + z.k.im;
+                const Quad re = si * t.re + dr * t.im, im = si * t.im - dr * t.re;
+                return Pair{{z.p.re + re, im - z.p.im}, {z.k.re - re, im - z.k.im}};
+            });
+    storePoint(z + h / 2, middle.re, sign < 0 ? middle.im : -middle.im);
+    splitFirst(z);
+}
+
+void splitCcs(QZComplexFloat *z, std::size_t h, std::int32_t sign, const QZComplexFloat *twiddle) {
+    auto *floats = reinterpret_cast<float *>(z);
+    const QZComplexFloat middle = loadPoint(z + h / 2);
+    const auto step = [sign](Pair z, Point w) __attribute__((always_inline)) {
+        const Quad dr = z.k.re - z.p.re, sr = z.k.re + z.p.re, di = z.k.im - z.p.im, si = z.k.im + z.p.im;
+        const Quad im = sign < 0 ? w.im * si + w.re * dr : w.re * dr - w.im * si;
+        const Quad re = sign < 0 ? dr * w.im - si * w.re : -dr * w.im - si * w.re;
+        return Pair{{sr + re, di + im}, {sr - re, im - di}};
+    };
+    forPairs(floats, h, twiddle, step);
+    storePoint(z + h / 2, 2.0 * middle.re, (sign < 0 ? -2.0 : 2.0) * middle.im);
+    splitFirst(z);
+}
+
+void scale(float *x, std::size_t n, double factor) {
+    // A power of two: the product in single precision is the one in double, rounded.
+    const auto single = static_cast<float>(factor);
+    constexpr auto lanes = lanesOf<float>;
+    std::size_t i = 0;
+    for (; i + lanes <= n; i += lanes)
+        store(x + i, load(x + i) * single);
+    for (; i < n; ++i) {
+        float value;
+        __builtin_memcpy(&value, x + i, sizeof value);
+        value *= single;
+        __builtin_memcpy(x + i, &value, sizeof value);
+    }
+}
+
+} // namespace
+
+void QZK_LEVEL::install(FftKernels &kernels) {
+    kernels.transform = transform;
+    kernels.splitReal = splitReal;
+    kernels.splitCcs = splitCcs;
+    kernels.scale = scale;
+}
 
 } // namespace qzk::simd

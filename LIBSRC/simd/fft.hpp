@@ -9,7 +9,27 @@
 
 namespace qzk::simd {
 
+/// Twiddle factors of one order in the order in which the kernels in lanes read them, each column's three
+/// factors w, w^2, w^3 together.
+struct LaneTwiddles {
+    /// First pass: for every four columns the real and imaginary parts of w, w^2 and w^3, four floats each,
+    /// the columns in the order 0, 2, 1, 3.
+    const float *first;
+    /// Further passes: for every plane l, for blocks of c = n/16, n/64 ... >= 4 chunks, and for u < c/4, the
+    /// six parts of column 4u + l.
+    const double *planes;
+    std::size_t perPlane; ///< doubles of one plane
+};
+
+/// Orders and half lengths from which the kernels in lanes apply.
+constexpr std::int32_t lowestLaneOrder = 5;
+constexpr std::size_t lowestLaneSplit = 8;
+
 struct FftKernels {
+    /// Transform into natural order of 2^order points, order >= lowestLaneOrder, all parts times `factor`;
+    /// the same bits as core, permute and scale. Null at the plain level.
+    void (*transform)(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const std::uint32_t *reversed,
+                      const LaneTwiddles &table, double factor);
     /// Radix-4 decimation in frequency of n = 2^m >= 2 points, in place, output in bit-reversed order;
     /// `twiddle` holds e^(-2 pi i k/n), k = 0 .. n-1. For a negative sign the imaginary parts are negated
     /// before and after.

@@ -174,6 +174,7 @@ void scale(float *x, std::size_t n, double factor) {
 } // namespace
 
 void plain::install(FftKernels &kernels) {
+    kernels.transform = nullptr;
     kernels.core = core;
     kernels.permute = permute;
     kernels.splitReal = splitReal;
