@@ -25,7 +25,7 @@ namespace {
 
 constexpr Reporter report("..\\LIBSRC\\QZ_CEPS");
 
-// Of the widest vectors: neither weights nor bins straddle cache lines more than they have to.
+// Of the widest vectors, so that no load of weights straddles cache lines.
 constexpr std::size_t vectorAlignment = 64;
 
 std::int32_t nextId = 0;
@@ -263,17 +263,17 @@ void releaseShortBuffers() {
 void logMagnitudes(QZComplexFloat *fftOut, std::int32_t N) {
     constexpr std::int32_t magnitude = 1, logarithm = 4;
     auto *const packed = reinterpret_cast<float *>(fftOut);
-    // With a single sample these two are one, and N + 1 lies outside the spectrum, but inside the buffer.
     packed[N] = packed[1];
     packed[1] = packed[N + 1] = 0.0f;
     QZcsbConvert(fftOut, packed, N / 2 + 1, magnitude | logarithm);
 }
 
-/// Weighted sums of a spectrum's N/2 + 1 log magnitudes; the bins above N/2 read them mirrored.
-void sumFilters(const QZMFCCFilters &filters, const float *spectrum, const CepsContext &ceps) {
-    const auto &kernels = simd::kernels().cepstrum;
-    kernels.mirror(spectrum, static_cast<std::size_t>(filters.N / 2), ceps.bins);
-    kernels.filterBank(filters.fftSpec, filters.nGroups, ceps.bins, ceps.filterOutput);
+/// Extends N/2 + 1 values to the N bins of the filter bank: those above N/2 read the mirrored spectrum.
+void mirror(float *spectrum, std::int32_t N) {
+    const std::int32_t half = N / 2;
+    if (half > 0) std::reverse_copy(spectrum + 1, spectrum + half, spectrum + half + 1);
+    // Fewer bins than a block has steps: the others are read with weight 0.
+    std::fill_n(spectrum + N, FilterGroup::block, 0.0f);
 }
 
 } // namespace
@@ -326,15 +326,11 @@ int32_t QZsCepstralMFCC(int32_t timeSignal, const float *src, QZMFCCFilters *fil
     if (filters->id != floatBuffersId) {
         releaseFloatBuffers();
         const std::size_t nSums = filters->nGroups * FilterGroup::filters;
-        const std::size_t nBins = static_cast<std::size_t>(N) + FilterGroup::block;
-        ceps.filterOutput = allocateArray<double>(
-            static_cast<std::int64_t>(nSums + vectorAlignment / sizeof(double) + nBins));
+        ceps.filterOutput = allocateArray<double>(static_cast<std::int64_t>(nSums));
         if (ceps.filterOutput == nullptr)
             return report(QZ_StsNoMem, __func__,
                           "insufficiency of memory for pointer  pQZcontext->Ceps.filterOutput", 426);
-        ceps.bins = alignUp(ceps.filterOutput + nSums, vectorAlignment);
-        std::fill_n(ceps.bins, nBins, 0.0);
-        ceps.fftOut = allocateArray<QZComplexFloat>(N / 2 + 2);
+        ceps.fftOut = allocateArray<QZComplexFloat>(N / 2 + 1 + std::int64_t{FilterGroup::block / 2});
         if (ceps.fftOut == nullptr) {
             releaseFloatBuffers();
             return report(QZ_StsNoMem, __func__,
@@ -343,14 +339,16 @@ int32_t QZsCepstralMFCC(int32_t timeSignal, const float *src, QZMFCCFilters *fil
         floatBuffersId = filters->id;
     }
 
-    const float *spectrum = src;
+    auto *const spectrum = reinterpret_cast<float *>(ceps.fftOut);
     if (timeSignal != 0) {
-        spectrum = reinterpret_cast<float *>(ceps.fftOut);
-        QZsRealFftNip(src, reinterpret_cast<float *>(ceps.fftOut), filters->order, QZ_FORWARD);
+        QZsRealFftNip(src, spectrum, filters->order, QZ_FORWARD);
         if (QZGetStatus() < 0) return report.backTrace(__func__, 441);
         logMagnitudes(ceps.fftOut, N);
+    } else {
+        QZsbCopy(src, spectrum, N / 2 + 1);
     }
-    sumFilters(*filters, spectrum, ceps);
+    mirror(spectrum, N);
+    simd::kernels().cepstrum.filterBank(filters->fftSpec, filters->nGroups, spectrum, ceps.filterOutput);
     OwnsDct(ceps.filterOutput, filters->M, dst, std::max(nCoeffs, 0), 2.0, 2.0);
     if (QZGetStatus() < 0) return report.backTrace(__func__, 483);
     return QZGetStatus();

@@ -3,6 +3,7 @@
 #include "common/elementary.hpp"
 #include "common/memory.hpp"
 #include "common/report.hpp"
+#include "common/unaligned.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
 
@@ -148,12 +149,12 @@ bool exactInDouble(float a) {
 
 /// The definition for every coefficient, in extended precision. Truncated values beyond 32 bits store 0.
 void preEmphasizeExtended(std::int16_t *srcDst, float a, std::size_t n) {
-    long double previous = srcDst[0];
+    long double previous = elementAt(srcDst, 0);
     for (std::size_t k = 1; k < n; ++k) {
-        const long double current = srcDst[k];
+        const long double current = elementAt(srcDst, k);
         const long double result = current - previous * a;
         const bool fits = result > -2147483649.0L && result < 2147483648.0L;
-        srcDst[k] = static_cast<std::int16_t>(fits ? static_cast<std::int32_t>(result) : 0);
+        setElement(srcDst, k, static_cast<std::int16_t>(fits ? static_cast<std::int32_t>(result) : 0));
         previous = current;
     }
 }

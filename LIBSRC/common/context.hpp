@@ -55,7 +55,6 @@ struct DctContext {
 /// Work buffers of the cepstral analysis.
 struct CepsContext {
     double *filterOutput;
-    double *bins;           // what the bins of the filter bank read; behind filterOutput in the same block
     QZComplexFloat *fftOut; // reused in place for the log-magnitude spectrum
     float *tempVect;
     float *tempCeps;

@@ -1,4 +1,5 @@
 #include "simd/cepstrum.hpp"
+#include "common/unaligned.hpp"
 #include "simd/vec.hpp"
 
 namespace qzk::simd {
@@ -16,8 +17,10 @@ void preEmphasizeFloats(float *srcDst, float a, std::size_t n) {
         float *const at = srcDst + k - lanes;
         storeNarrowed(at, loadWidened(at) - loadWidened(at - 1) * factor);
     }
-    while (--k > 0)
-        srcDst[k] = static_cast<float>(srcDst[k] - static_cast<double>(srcDst[k - 1]) * a);
+    while (--k > 0) {
+        const double current = elementAt(srcDst, k), previous = elementAt(srcDst, k - 1);
+        setElement(srcDst, k, static_cast<float>(current - previous * a));
+    }
 }
 
 #if QZK_SIMD_LEVEL == 3
@@ -78,31 +81,11 @@ void preEmphasizeShorts(std::int16_t *srcDst, float a, std::size_t n) {
     std::size_t k = n;
     for (; k > shortLanes; k -= shortLanes)
         emphasize(srcDst + k - shortLanes, splat(factor));
-    while (--k > 0)
-        srcDst[k] = static_cast<std::int16_t>(static_cast<std::int32_t>(srcDst[k] - srcDst[k - 1] * factor));
-}
-
-QZK_INLINE Doubles reversed(Doubles v) {
-#if QZK_SIMD_LEVEL == 3
-    return (Doubles)_mm512_permutexvar_pd(_mm512_setr_epi64(7, 6, 5, 4, 3, 2, 1, 0), (__m512d)v);
-#elif QZK_SIMD_LEVEL == 2
-    return (Doubles)_mm256_permute4x64_pd((__m256d)v, 0x1B);
-#else
-    return (Doubles)_mm_shuffle_pd((__m128d)v, (__m128d)v, 1);
-#endif
-}
-
-/// With bins on a vector boundary all stores but the last ones are aligned.
-void mirror(const float *spectrum, std::size_t half, double *bins) {
-    std::size_t b = 0;
-    for (; b + lanes <= half + 1; b += lanes)
-        store(bins + b, loadWidened(spectrum + b));
-    for (; b <= half; ++b)
-        bins[b] = spectrum[b];
-    for (b = 1; b + lanes <= half; b += lanes)
-        store(bins + 2 * half - b - (lanes - 1), reversed(loadWidened(spectrum + b)));
-    for (; b < half; ++b)
-        bins[2 * half - b] = spectrum[b];
+    while (--k > 0) {
+        const double current = elementAt(srcDst, k), previous = elementAt(srcDst, k - 1);
+        const auto difference = static_cast<std::int32_t>(current - previous * factor);
+        setElement(srcDst, k, static_cast<std::int16_t>(difference));
+    }
 }
 
 #if QZK_SIMD_LEVEL <= 2
@@ -126,7 +109,7 @@ QZK_INLINE Doubles addColumns(Doubles sums, const Doubles (&rows)[lanes]) {
 }
 
 /// Writes the sums of one group and returns their total by lanes.
-QZK_INLINE Doubles sumGroup(const FilterGroup &group, const double *bins, double *filterOutput) {
+QZK_INLINE Doubles sumGroup(const FilterGroup &group, const float *spectrum, double *filterOutput) {
     constexpr auto filters = FilterGroup::filters, block = FilterGroup::block;
     Doubles sums[filters / lanes] = {};
     const double *weights = group.weights;
@@ -138,7 +121,7 @@ QZK_INLINE Doubles sumGroup(const FilterGroup &group, const double *bins, double
                 for (std::size_t row = 0; row < lanes; ++row) {
                     const std::size_t filter = v * lanes + row;
                     products[row] = load(weights + filter * block + part) *
-                                    load(bins + group.start[filter] + step + part);
+                                    loadWidened(spectrum + group.start[filter] + step + part);
                 }
                 sums[v] = addColumns(sums[v], products);
             }
@@ -153,16 +136,16 @@ QZK_INLINE Doubles sumGroup(const FilterGroup &group, const double *bins, double
 }
 
 /// Lanes are filters. A zero weight outside the filter adds a zero, which leaves a sum that started at +0 as
-/// it is, unless the bin is infinite or not a number: then that sum and the total become not a number, and
-/// the ordered sums over the filters' own bins decide.
-void filterBank(const FilterGroup *groups, std::size_t nGroups, const double *bins, double *filterOutput) {
+/// it is, unless the spectrum there is infinite or not a number: then that sum and the total become not a
+/// number, and the ordered sums over the filters' own bins decide.
+void filterBank(const FilterGroup *groups, std::size_t nGroups, const float *spectrum, double *filterOutput) {
     Doubles total = {};
     for (std::size_t g = 0; g < nGroups; ++g)
-        total += sumGroup(groups[g], bins, filterOutput + g * FilterGroup::filters);
+        total += sumGroup(groups[g], spectrum, filterOutput + g * FilterGroup::filters);
     bool undefined = false;
     for (std::size_t lane = 0; lane < lanes; ++lane)
         undefined |= total[lane] != total[lane];
-    if (undefined) plain::filterBank(groups, nGroups, bins, filterOutput);
+    if (undefined) plain::filterBank(groups, nGroups, spectrum, filterOutput);
 }
 
 #endif
@@ -183,7 +166,7 @@ void cosineTransform(const double *filterOutput, std::size_t nFilters, const dou
         for (std::size_t v = 0; v < vectors; ++v)
             storeNarrowed(coefficients + v * lanes, sums[v]);
         const std::size_t n = nCoeffs - k < coefficientBlock ? nCoeffs - k : coefficientBlock;
-        __builtin_memcpy(dst + k, coefficients, n * sizeof *dst);
+        __builtin_memcpy(dst + k, coefficients, n * sizeof(float));
     }
 }
 
@@ -192,7 +175,6 @@ void cosineTransform(const double *filterOutput, std::size_t nFilters, const dou
 void QZK_LEVEL::install(CepstrumKernels &kernels) {
     kernels.preEmphasizeFloats = preEmphasizeFloats;
     kernels.preEmphasizeShorts = preEmphasizeShorts;
-    kernels.mirror = mirror;
 #if QZK_SIMD_LEVEL <= 2
     kernels.filterBank = filterBank;
 #endif

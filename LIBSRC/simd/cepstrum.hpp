@@ -34,12 +34,9 @@ struct CepstrumKernels {
     /// differences exact in double and less than 2^31.
     void (*preEmphasizeShorts)(std::int16_t *srcDst, float a, std::size_t n);
 
-    /// bins[b] = spectrum[b] for b up to half and spectrum[2 * half - b] for the others below 2 * half.
-    void (*mirror)(const float *spectrum, std::size_t half, double *bins);
-
-    /// Each of nGroups * FilterGroup::filters outputs is its filter's sum of weight * value over the filter's
-    /// bins, from 0.0 upwards, product and sum rounded to double.
-    void (*filterBank)(const FilterGroup *groups, std::size_t nGroups, const double *bins,
+    /// Each of nGroups * FilterGroup::filters outputs is its filter's sum of weight * spectrum over the
+    /// filter's bins, from 0.0 upwards, product and sum rounded to double.
+    void (*filterBank)(const FilterGroup *groups, std::size_t nGroups, const float *spectrum,
                        double *filterOutput);
 
     /// dst[k] = sum of filterOutput[j] * factors[j * stride + k] over j < nFilters, from 0.0 upwards in
@@ -56,7 +53,7 @@ constexpr std::size_t coefficientStride(std::size_t nCoeffs) {
 
 namespace plain {
 void install(CepstrumKernels &kernels);
-void filterBank(const FilterGroup *groups, std::size_t nGroups, const double *bins, double *filterOutput);
+void filterBank(const FilterGroup *groups, std::size_t nGroups, const float *spectrum, double *filterOutput);
 } // namespace plain
 namespace sse2 {
 void install(CepstrumKernels &kernels);

@@ -1,3 +1,4 @@
+#include "common/unaligned.hpp"
 #include "simd/cepstrum.hpp"
 
 namespace qzk::simd {
@@ -5,29 +6,22 @@ namespace {
 
 void preEmphasizeFloats(float *srcDst, float a, std::size_t n) {
     const double factor = a;
-    double previous = srcDst[0];
+    double previous = elementAt(srcDst, 0);
     for (std::size_t k = 1; k < n; ++k) {
-        const double current = srcDst[k];
-        srcDst[k] = static_cast<float>(current - previous * factor);
+        const double current = elementAt(srcDst, k);
+        setElement(srcDst, k, static_cast<float>(current - previous * factor));
         previous = current;
     }
 }
 
 void preEmphasizeShorts(std::int16_t *srcDst, float a, std::size_t n) {
     const double factor = a;
-    double previous = srcDst[0];
+    double previous = elementAt(srcDst, 0);
     for (std::size_t k = 1; k < n; ++k) {
-        const double current = srcDst[k];
-        srcDst[k] = static_cast<std::int16_t>(static_cast<std::int32_t>(current - previous * factor));
+        const double current = elementAt(srcDst, k);
+        const auto difference = static_cast<std::int32_t>(current - previous * factor);
+        setElement(srcDst, k, static_cast<std::int16_t>(difference));
         previous = current;
-    }
-}
-
-void mirror(const float *spectrum, std::size_t half, double *bins) {
-    bins[0] = spectrum[0];
-    for (std::size_t b = 1; b <= half; ++b) {
-        bins[b] = spectrum[b];
-        bins[2 * half - b] = spectrum[b];
     }
 }
 
@@ -38,13 +32,13 @@ void cosineTransform(const double *filterOutput, std::size_t nFilters, const dou
         double sum = 0.0;
         for (std::size_t j = 0; j < nFilters; ++j)
             sum += filterOutput[j] * factors[j * stride + k];
-        dst[k] = static_cast<float>(sum);
+        setElement(dst, k, static_cast<float>(sum));
     }
 }
 
 } // namespace
 
-void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const double *bins,
+void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const float *spectrum,
                        double *filterOutput) {
     for (std::size_t g = 0; g < nGroups; ++g) {
         const FilterGroup &group = groups[g];
@@ -53,7 +47,7 @@ void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const dou
             const auto count = static_cast<std::size_t>(group.count[filter]);
             double sum = 0.0;
             for (std::size_t step = first; step < first + count; ++step)
-                sum += group.weight(filter, step) * bins[group.start[filter] + std::ptrdiff_t(step)];
+                sum += group.weight(filter, step) * spectrum[group.start[filter] + std::ptrdiff_t(step)];
             *filterOutput++ = sum;
         }
     }
@@ -62,7 +56,6 @@ void plain::filterBank(const FilterGroup *groups, std::size_t nGroups, const dou
 void plain::install(CepstrumKernels &kernels) {
     kernels.preEmphasizeFloats = preEmphasizeFloats;
     kernels.preEmphasizeShorts = preEmphasizeShorts;
-    kernels.mirror = mirror;
     kernels.filterBank = plain::filterBank;
     kernels.cosineTransform = cosineTransform;
 }

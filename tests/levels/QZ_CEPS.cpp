@@ -1,5 +1,5 @@
 // Filter sums and cosine transform at every level against their definitions, bit for bit: groups of every
-// shape, bins with infinities and not-a-numbers, every number of coefficients.
+// shape, spectra with infinities and not-a-numbers, every number of coefficients.
 #include "simd/kernels.hpp"
 #include "support/bits.hpp"
 #include "support/guarded.hpp"
@@ -48,31 +48,15 @@ TEST_P(CepstrumLevels, FilterBank) {
         const int nBins = static_cast<int>(random.integer(1, 40)) * 4;
         const auto nGroups = static_cast<std::size_t>(random.integer(0, 4));
         const Groups bank = randomGroups(random, nGroups, nBins);
-        auto bins = random.reals<double>(static_cast<std::size_t>(nBins), -3.0, 3.0);
-        if (run % 2 == 0) bins = random.anyReals<double>(bins.size(), run % 4 == 0);
+        auto spectrum = random.reals<float>(static_cast<std::size_t>(nBins), -3.0, 3.0);
+        if (run % 2 == 0) spectrum = random.anyReals<float>(spectrum.size(), run % 4 == 0);
         std::vector<double> expected(nGroups * FilterGroup::filters);
-        simd::plain::filterBank(bank.groups.data(), nGroups, bins.data(), expected.data());
-        Guarded<double> guarded(bins.size(), static_cast<std::size_t>(run) % 7);
-        guarded.assign(bins);
-        Guarded<double> actual(expected.size(), static_cast<std::size_t>(run) % 5);
+        simd::plain::filterBank(bank.groups.data(), nGroups, spectrum.data(), expected.data());
+        Guarded<float> guarded(spectrum.size(), static_cast<std::size_t>(run) % 7 * sizeof(float));
+        guarded.assign(spectrum);
+        Guarded<double> actual(expected.size(), static_cast<std::size_t>(run) % 5 * sizeof(double));
         simd::kernels().cepstrum.filterBank(bank.groups.data(), nGroups, guarded.data(), actual.data());
         ASSERT_TRUE(sameBits(expected, actual.values())) << "run " << run << ", seed " << seed();
-        ASSERT_TRUE(actual.intact());
-    }
-}
-
-TEST_P(CepstrumLevels, Mirror) {
-    Random random;
-    for (std::size_t half = 0; half <= 130; ++half) {
-        const auto spectrum = random.anyReals<float>(half + 1);
-        std::vector<double> expected(spectrum.begin(), spectrum.end());
-        for (std::size_t b = half + 1; b < 2 * half; ++b)
-            expected.push_back(spectrum[2 * half - b]);
-        Guarded<float> from(half + 1, half % 7);
-        from.assign(spectrum);
-        Guarded<double> actual(expected.size(), half % 5);
-        simd::kernels().cepstrum.mirror(from.data(), half, actual.data());
-        ASSERT_TRUE(sameBits(expected, actual.values())) << "half " << half << ", seed " << seed();
         ASSERT_TRUE(actual.intact());
     }
 }
