@@ -1,0 +1,55 @@
+#pragma once
+
+#include "method.hpp"
+
+#include <string>
+#include <vector>
+
+namespace recognise {
+
+/// Files that were named by one argument.
+struct Group {
+    std::string name;
+    std::size_t right = 0, total = 0;
+};
+
+/// A test file and what came of it.
+struct Result {
+    std::filesystem::path file;
+    std::size_t group;
+    std::string expected, recognised; ///< recognised is empty when nothing was comparable
+    double score = 0, margin = 0;     ///< margin: how much worse the runner-up is
+    std::vector<float> labelScores;   ///< in the order of Evaluation::labels
+    struct Near {
+        std::size_t reference;
+        double score;
+    };
+    std::vector<Near> nearest; ///< best references first
+    /// Best reference of the recognised and of the expected word; none if negative.
+    std::ptrdiff_t recognisedReference = -1, expectedReference = -1;
+
+    bool right() const { return recognised == expected; }
+};
+
+struct Evaluation {
+    std::string method;
+    std::vector<std::string> labels; ///< sorted
+    std::vector<std::filesystem::path> references;
+    std::vector<Group> groups;
+    std::vector<Result> results;
+    std::size_t skipped = 0;
+    double speechSeconds = 0, workSeconds = 0; ///< of the tests
+
+    std::size_t right() const;
+    double timesRealTime() const { return speechSeconds / workSeconds; }
+};
+
+/// Decides one test by the scores of the method's candidates: fills everything of the result but its file,
+/// group and expected word. Keeps the given number of nearest references.
+void decide(const Method &method, const std::vector<std::string> &labels, const std::vector<double> &scores,
+            std::size_t keep, Result &result);
+
+/// Order of labels: numbers in them count by their value, 2 before 10.
+bool naturalLess(const std::string &a, const std::string &b);
+
+} // namespace recognise

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "evaluation.hpp"
+
+#include <string>
+#include <vector>
+
+namespace recognise {
+
+/// Throws InputError if no report can be written there, before any long work is done.
+void checkReportPlace(const std::string &file);
+
+/// Writes one HTML file with everything in it: accuracy, confusions, a map of the scores, and pictures of the
+/// tests that were not recognised or whose word or file name is in `show`, beside their references. Whole or
+/// not at all; throws InputError.
+void writeReport(const std::string &file, const Evaluation &evaluation, const FrontEnd &frontEnd,
+                 const std::vector<std::string> &show);
+
+} // namespace recognise

@@ -1,0 +1,419 @@
+// The recogniser as a program: what it prints, writes and returns. The words are made here: steady and
+// gliding formants over a pitch, different in pitch and tempo from take to take. They are far apart, so every
+// one of them must be recognised in every format.
+
+#include <gtest/gtest.h>
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <numbers>
+#include <random>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Formants {
+    double first, second;
+};
+
+// Begin and end of each of the word's equal parts, in Hz.
+using Word = std::vector<Formants>;
+
+const std::map<std::string, Word> vocabulary{
+    {"arra", {{700, 1200}, {700, 1200}, {350, 1500}, {700, 1200}}},
+    {"ee", {{300, 2300}, {280, 2400}, {300, 2300}}},
+    {"oyo", {{450, 800}, {300, 2200}, {450, 800}}},
+    {"uwa", {{320, 700}, {320, 800}, {750, 1300}}},
+    {"yai", {{300, 2300}, {750, 1400}, {300, 2200}}},
+};
+
+std::vector<float> speak(const Word &word, double seconds, double pitch, unsigned seed, int rate = 8000) {
+    std::mt19937 random(seed);
+    std::normal_distribution<double> breath(0, 0.001);
+    const auto silence = static_cast<std::size_t>(0.15 * rate),
+               length = static_cast<std::size_t>(seconds * rate);
+    std::vector<float> samples(length + 2 * silence);
+    for (float &sample : samples)
+        sample = static_cast<float>(breath(random));
+    for (std::size_t n = 0; n < length; ++n) {
+        const double part =
+            static_cast<double>(n) / static_cast<double>(length) * static_cast<double>(word.size() - 1);
+        const auto from = static_cast<std::size_t>(part);
+        const double way = part - static_cast<double>(from);
+        const auto glide = [&](double Formants::*formant) {
+            return word[from].*formant * (1 - way) + word[from + 1].*formant * way;
+        };
+        double sum = 0;
+        for (int harmonic = 1; harmonic * pitch < 3600; ++harmonic) {
+            const auto resonance = [&](double centre) {
+                const double distance = (harmonic * pitch - centre) / 120;
+                return 1 / (1 + distance * distance);
+            };
+            sum += (resonance(glide(&Formants::first)) + 0.6 * resonance(glide(&Formants::second))) *
+                   std::cos(2 * std::numbers::pi * harmonic * pitch * static_cast<double>(n) / rate);
+        }
+        const double place = static_cast<double>(n) / static_cast<double>(length);
+        samples[silence + n] += static_cast<float>(0.12 * sum * std::sin(std::numbers::pi * place));
+    }
+    return samples;
+}
+
+void save(const fs::path &file, const std::vector<float> &samples,
+          int format = SF_FORMAT_WAV | SF_FORMAT_PCM_16, int rate = 8000, int channels = 1) {
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = channels;
+    info.format = format;
+    SNDFILE *sound = sf_open(file.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(sound, nullptr) << file << ": " << sf_strerror(nullptr);
+    for (const float sample : samples) {
+        const std::vector<float> frame(static_cast<std::size_t>(channels), sample);
+        EXPECT_EQ(sf_writef_float(sound, frame.data(), 1), 1);
+    }
+    sf_close(sound);
+}
+
+struct Outcome {
+    int status = -1;
+    std::string out, err;
+};
+
+std::string contents(const fs::path &file) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+std::size_t lines(const std::string &text) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// One temporary directory per test, with references and tests of every word in it.
+class Recognise : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "recognise-XXXXXX").string();
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        place = pattern;
+        fs::create_directory(place / "references");
+        fs::create_directory(place / "tests");
+        unsigned seed = 1;
+        for (const auto &[name, word] : vocabulary) {
+            save(place / "references" / (name + ".wav"), speak(word, 0.5, 110, ++seed));
+            save(place / "tests" / (name + "_other_1.wav"), speak(word, 0.58, 125, ++seed));
+        }
+    }
+
+    void TearDown() override { fs::remove_all(place); }
+
+    Outcome run(const std::string &arguments) const {
+        const std::string command = "cd '" + place.string() + "' && '" RECOGNISE_PROGRAM "' " + arguments +
+                                    " >'" + (place / "out").string() + "' 2>'" + (place / "err").string() +
+                                    "'";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(place / "out"),
+                contents(place / "err")};
+    }
+
+    // A single line on standard error that names what is wrong, and status 2.
+    void expectRefusal(const std::string &arguments, const std::string &named,
+                       const std::string &reason) const {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_EQ(lines(outcome.err), 1u) << arguments << '\n' << outcome.err;
+        EXPECT_NE(outcome.err.find(named), std::string::npos) << arguments << '\n' << outcome.err;
+        EXPECT_NE(outcome.err.find(reason), std::string::npos) << arguments << '\n' << outcome.err;
+    }
+
+    fs::path place;
+};
+
+TEST_F(Recognise, NamesEveryWordWithBothMethods) {
+    for (const std::string method : {"dtw", "dtw16"}) {
+        const Outcome outcome = run("--references references --tests tests --method " + method);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "") << "nothing to complain of, and no bar without a terminal";
+        EXPECT_NE(outcome.out.find("accuracy  total  5 of 5  100.00 %"), std::string::npos) << outcome.out;
+        EXPECT_NE(outcome.out.find("times real time"), std::string::npos);
+        std::istringstream table(outcome.out);
+        std::string line;
+        std::getline(table, line);
+        for (const auto &[name, word] : vocabulary) {
+            std::string file, expected, recognised;
+            double score = 0, margin = 0;
+            ASSERT_TRUE(table >> file >> expected >> recognised >> score >> margin) << outcome.out;
+            EXPECT_EQ(file, "tests/" + name + "_other_1.wav");
+            EXPECT_EQ(expected, name);
+            EXPECT_EQ(recognised, name);
+            EXPECT_GT(score, 0);
+            EXPECT_GT(margin, 0);
+        }
+    }
+}
+
+TEST_F(Recognise, SixteenBitScoresAreCloseToTheFloatOnes) {
+    const auto scores = [&](const std::string &method) {
+        std::istringstream table(run("--references references --tests tests --method " + method).out);
+        std::vector<double> values;
+        std::string line, file, expected, recognised;
+        std::getline(table, line);
+        for (double score, margin; table >> file >> expected >> recognised >> score >> margin;)
+            values.insert(values.end(), {score, margin});
+        return values;
+    };
+    const std::vector<double> real = scores("dtw"), integer = scores("dtw16");
+    ASSERT_EQ(real.size(), 2 * vocabulary.size());
+    ASSERT_EQ(integer.size(), real.size());
+    // Truncation to 2^-7 of a unit in 26 dimensions moves a distance by less than 0.04 on either side, the
+    // coarser cepstra add as much again.
+    for (std::size_t k = 0; k < real.size(); ++k)
+        EXPECT_NEAR(integer[k], real[k], 0.15);
+}
+
+TEST_F(Recognise, ReadsEveryFormatRateAndChannelCount) {
+    const fs::path formats = place / "formats";
+    fs::create_directory(formats);
+    struct Format {
+        const char *name;
+        int format, rate, channels;
+    };
+    const std::vector<Format> all{
+        {".wav", SF_FORMAT_WAV | SF_FORMAT_GSM610, 8000, 1},
+        {".flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 44100, 2},
+        {".ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, 16000, 1},
+        {".gsm", SF_FORMAT_RAW | SF_FORMAT_GSM610, 8000, 1},
+        {".aiff", SF_FORMAT_AIFF | SF_FORMAT_FLOAT, 11025, 3},
+    };
+    for (const auto &[extension, format, rate, channels] : all)
+        for (const auto &[name, word] : vocabulary)
+            save(formats / (name + "_coded_" + std::to_string(format) + extension),
+                 speak(word, 0.55, 118, 77, rate), format, rate, channels);
+    const Outcome outcome = run("--references references --tests formats");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("accuracy  total  25 of 25  100.00 %"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Recognise, TakesLabelsFromNames) {
+    const std::vector<float> word = speak(vocabulary.at("ee"), 0.5, 110, 3);
+    const fs::path names = place / "names";
+    fs::create_directory(names);
+    const std::map<std::string, std::string> labels{
+        {"seven_anna_3.wav", "seven"}, {"7_anna_12.wav", "7"}, {"a_p.wav", "a_p"},
+        {"day-0.wav", "day-0"},        {"x_y_z.wav", "x_y_z"}, {"a_b_c_4.wav", "a_b_c_4"},
+        {"_b_4.wav", "_b_4"},          {"w__4.wav", "w__4"},   {"two_.wav", "two_"},
+        {"one.two.wav", "one.two"},
+    };
+    for (const auto &[file, label] : labels)
+        save(names / file, word);
+    const Outcome outcome = run("--references references --tests names");
+    EXPECT_EQ(outcome.status, 0);
+    for (const auto &[file, label] : labels) {
+        const std::size_t at = outcome.out.find("names/" + file + " ");
+        ASSERT_NE(at, std::string::npos) << file;
+        std::istringstream line(outcome.out.substr(at));
+        std::string name, expected;
+        line >> name >> expected;
+        EXPECT_EQ(expected, label) << file;
+    }
+    EXPECT_NE(outcome.out.find("10 tests of words without a reference"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Recognise, ListsTheBestReferences) {
+    const Outcome outcome = run("--references references --tests tests/ee_other_1.wav --top 3");
+    EXPECT_EQ(outcome.status, 0);
+    std::istringstream table(outcome.out);
+    std::string line;
+    std::getline(table, line);
+    std::getline(table, line);
+    double previous = 0;
+    for (int rank = 1; rank <= 3; ++rank) {
+        std::string number, file;
+        double score = 0;
+        ASSERT_TRUE(table >> number >> score >> file) << outcome.out;
+        EXPECT_EQ(number, std::to_string(rank) + ".");
+        if (rank == 1) {
+            EXPECT_EQ(file, "references/ee.wav");
+        }
+        EXPECT_GE(score, previous);
+        previous = score;
+    }
+    EXPECT_EQ(outcome.out.find(" 4. "), std::string::npos);
+}
+
+TEST_F(Recognise, CountsSeveralArgumentsOneByOne) {
+    fs::create_directory(place / "quiet");
+    std::vector<float> quiet = speak(vocabulary.at("uwa"), 0.5, 100, 9);
+    for (float &sample : quiet)
+        sample *= 0.05F;
+    save(place / "quiet" / "uwa.wav", quiet);
+    const Outcome outcome = run("--references references --tests tests quiet");
+    EXPECT_NE(outcome.out.find("accuracy  tests  5 of 5  100.00 %"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("accuracy  quiet  1 of 1  100.00 %"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("accuracy  total  6 of 6  100.00 %"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Recognise, FindsTheWordInALongRecording) {
+    const std::vector<float> word = speak(vocabulary.at("arra"), 0.5, 110, 4);
+    std::mt19937 random(5);
+    std::normal_distribution<float> noise(0, 0.003F);
+    std::vector<float> recording(3 * 8000);
+    std::copy(word.begin(), word.end(), recording.begin() + 10000);
+    for (float &sample : recording)
+        sample += noise(random);
+    recording[2000] = recording[2001] = 0.7F; // a click
+    save(place / "arra_long_1.wav", recording);
+    const Outcome outcome = run("--references references --tests arra_long_1.wav");
+    EXPECT_NE(outcome.out.find("accuracy  total  1 of 1"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Recognise, SaysWhenNothingIsComparable) {
+    save(place / "ee_slow_1.wav", speak(vocabulary.at("ee"), 6, 110, 4));
+    const Outcome outcome = run("--references references --tests ee_slow_1.wav --top 2 --report r.html");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("ee_slow_1.wav  ee        -"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("accuracy  total  0 of 1  0.00 %"), std::string::npos) << outcome.out;
+    EXPECT_NE(contents(place / "r.html").find("</html>"), std::string::npos);
+}
+
+TEST_F(Recognise, WritesAReportThatNeedsNothingElse) {
+    save(place / "tests" / "ee_wrong_2.wav", speak(vocabulary.at("arra"), 0.5, 110, 4));
+    const Outcome outcome = run("--references references --tests tests --report report.html --show oyo");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::string html = contents(place / "report.html");
+    EXPECT_EQ(html.find("http"), std::string::npos);
+    EXPECT_EQ(html.find("<link"), std::string::npos);
+    EXPECT_EQ(html.find("src="), std::string::npos);
+    EXPECT_NE(html.find("tests/ee_wrong_2.wav"), std::string::npos) << "the misrecognised one is pictured";
+    EXPECT_NE(html.find("Test: tests/oyo_other_1.wav"), std::string::npos)
+        << "and the one that was asked for";
+    EXPECT_EQ(html.find("Test: tests/uwa_other_1.wav"), std::string::npos);
+    EXPECT_NE(html.find("data:image/png;base64,"), std::string::npos);
+    EXPECT_EQ(html.substr(html.size() - 8), "</html>\n");
+    for (const auto &entry : fs::directory_iterator(place))
+        EXPECT_EQ(entry.path().filename().string().find(".part"), std::string::npos) << entry.path();
+}
+
+TEST_F(Recognise, KeepsTheReportSmall) {
+    fs::create_directory(place / "many");
+    const std::vector<float> word = speak(vocabulary.at("oyo"), 0.5, 110, 4);
+    save(place / "one.wav", word);
+    for (int k = 0; k < 400; ++k)
+        fs::create_symlink(place / "one.wav", place / "many" / ("wrong" + std::to_string(k) + ".wav"));
+    for (int k = 0; k < 150; ++k)
+        fs::create_symlink(place / "references" / "ee.wav",
+                           place / "references" / ("extra" + std::to_string(k) + ".wav"));
+    const Outcome outcome = run("--references references --tests many --report report.html");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_LT(fs::file_size(place / "report.html"), 2'000'000u);
+}
+
+TEST_F(Recognise, EscapesNamesInTheReport) {
+    save(place / "tests" / "<b>&'\"_x_1.wav", speak(vocabulary.at("ee"), 0.5, 110, 4));
+    EXPECT_EQ(run("--references references --tests tests --report report.html").status, 0);
+    const std::string html = contents(place / "report.html");
+    EXPECT_EQ(html.find("<b>&"), std::string::npos);
+    EXPECT_NE(html.find("&lt;b&gt;&amp;&#39;&quot;"), std::string::npos);
+}
+
+TEST_F(Recognise, RefusesAReportThatCannotBeWritten) {
+    fs::create_directory(place / "taken");
+    expectRefusal("--references references --tests tests --report nowhere/report.html", "nowhere/report.html",
+                  "No such file or directory");
+    expectRefusal("--references references --tests tests --report taken", "taken", "Is a directory");
+}
+
+TEST_F(Recognise, NamesInputThatCannotBeUsed) {
+    fs::create_directory(place / "empty");
+    save(place / "short.wav", std::vector<float>(255, 0.5F));
+    save(place / "none.wav", {});
+    save(place / "silence.wav", std::vector<float>(8000, 0.0F));
+    save(place / "faint.wav", std::vector<float>(8000, 0.0002F));
+    std::ofstream(place / "text.wav") << "these are words, but only in writing";
+    std::ofstream(place / "text.gsm") << "these are words, but only in writing, and long enough for a frame";
+    std::ofstream(place / "zero.wav");
+    fs::create_directory(place / "useless");
+    fs::copy(place / "text.wav", place / "useless");
+    for (const auto &[input, reason] : std::map<std::string, std::string>{
+             {"missing", "no such file or directory"},
+             {"missing.wav", "no such file or directory"},
+             {"empty", "no files"},
+             {"short.wav", "shorter than one frame"},
+             {"none.wav", "shorter than one frame"},
+             {"silence.wav", "silence"},
+             {"faint.wav", "silence"},
+             {"text.wav", "not a sound file"},
+             {"text.gsm", "not a sound file"},
+             {"zero.wav", "not a sound file"},
+         }) {
+        expectRefusal("--references references --tests " + input, input, reason);
+        expectRefusal("--tests tests --references " + input, input, reason);
+    }
+    // The file and then the directory that nothing remains of.
+    const Outcome outcome = run("--references references --tests useless");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(lines(outcome.err), 2u) << outcome.err;
+    if (geteuid() != 0) {
+        fs::permissions(place / "short.wav", fs::perms::none);
+        expectRefusal("--references references --tests short.wav", "short.wav", "Permission denied");
+    }
+}
+
+TEST_F(Recognise, SkipsAndCountsBadFilesOfADirectory) {
+    std::ofstream(place / "tests" / "broken.wav") << "not a sound";
+    save(place / "references" / "nothing.wav", std::vector<float>(8000, 0.0F));
+    const Outcome outcome = run("--references references --tests tests --report report.html");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(lines(outcome.err), 2u) << outcome.err;
+    EXPECT_NE(outcome.err.find("tests/broken.wav: not a sound file"), std::string::npos) << outcome.err;
+    EXPECT_NE(outcome.err.find("references/nothing.wav: nothing but silence"), std::string::npos)
+        << outcome.err;
+    EXPECT_NE(outcome.out.find("skipped   2 files"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("accuracy  total  5 of 5"), std::string::npos) << outcome.out;
+}
+
+TEST_F(Recognise, RefusesBadArgumentsInOneLine) {
+    const std::string input = "--references references --tests tests ";
+    expectRefusal("", "--references", "required");
+    expectRefusal("--references references", "--tests", "required");
+    expectRefusal(input + "--method guess", "--method", "guess");
+    expectRefusal(input + "--band wide", "--band", "wide");
+    expectRefusal(input + "--band -1", "--band", "-1");
+    expectRefusal(input + "--top -3", "--top", "-3");
+    expectRefusal(input + "--louder", "--louder", "not expected");
+}
+
+TEST_F(Recognise, ExplainsItself) {
+    const Outcome help = run("--help");
+    EXPECT_EQ(help.status, 0);
+    for (const char *option :
+         {"--references", "--tests", "--method", "--band", "--report", "--top", "--show"})
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    const Outcome version = run("--version");
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out.rfind("recognise ", 0), 0u) << version.out;
+}
+
+TEST_F(Recognise, FailsWhenTheResultsCannotBeWritten) {
+    const std::string command = "cd '" + place.string() +
+                                "' && '" RECOGNISE_PROGRAM
+                                "' --references references --tests tests >/dev/full 2>err";
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+    EXPECT_EQ(lines(contents(place / "err")), 1u) << contents(place / "err");
+}
+
+} // namespace
