@@ -106,14 +106,20 @@ QZK_INLINE void storeChunk(float *to, Point value) {
     store(to + 4, narrow(value.im));
 }
 
-/// Outputs of a radix-4 column.
+/// Inputs of a radix-4 column.
+struct Inputs {
+    Point a, b, c, d;
+};
+
+/// Its outputs, before the products.
 struct Butterfly {
     Point y0, y1, y2, y3;
 };
 
-QZK_INLINE Butterfly butterfly(Point a, Point b, Point c, Point d) {
-    const Point sumAC = sumOnMultiplier(a, c), sumBD = sumOnMultiplier(b, d),
-                differenceAC = differenceOnMultiplier(a, c), differenceBD = differenceOnMultiplier(b, d);
+QZK_INLINE Butterfly butterfly(Inputs in) {
+    const Point sumAC = sumOnMultiplier(in.a, in.c), sumBD = sumOnMultiplier(in.b, in.d),
+                differenceAC = differenceOnMultiplier(in.a, in.c),
+                differenceBD = differenceOnMultiplier(in.b, in.d);
     return {sumAC + sumBD,
             {differenceAC.re + differenceBD.im, differenceAC.im - differenceBD.re},
             sumAC - sumBD,
@@ -180,11 +186,9 @@ QZK_INLINE void storeTransposed(float *to, std::size_t plane, Butterfly y) {
 }
 
 /// Four columns of the first pass; for the special columns, the first of them.
-template <bool inverse, Column column>
-QZK_INLINE void firstStep(float *x, std::size_t plane, const float *table) {
-    const Butterfly sums =
-        butterfly(loadColumns<inverse>(x), loadColumns<inverse>(x + plane),
-                  loadColumns<inverse>(x + 2 * plane), loadColumns<inverse>(x + 3 * plane));
+template <Column column>
+QZK_INLINE void firstStep(float *x, std::size_t plane, Inputs in, const float *table) {
+    const Butterfly sums = butterfly(in);
     Butterfly y = times(sums, {loadChunk(table), loadChunk(table + 8), loadChunk(table + 16)});
     if (column != Column::table) {
         const Butterfly special = column == Column::unit ? sums : timesEighthRoots(sums);
@@ -194,25 +198,42 @@ QZK_INLINE void firstStep(float *x, std::size_t plane, const float *table) {
     storeTransposed(x, plane, y);
 }
 
+/// Steps from .. to - 1. The inputs of a step are loaded before the one in front of it is computed: their
+/// conversions then wait for nothing while its chain of sums and products runs.
+template <class Load, class Compute>
+QZK_INLINE void forSteps(std::size_t from, std::size_t to, Load load, Compute compute) {
+    if (from == to) return;
+    Inputs next = load(from);
+    for (std::size_t u = from; u < to; ++u) {
+        const Inputs in = next;
+        next = load(u + 1 < to ? u + 1 : u);
+        compute(u, in);
+    }
+}
+
 template <bool inverse>
 void firstPass(float *x, std::size_t chunks, const float *table) {
     const std::size_t plane = chunks * chunkFloats, middle = chunks / 2;
-    const auto steps = [=](std::size_t from, std::size_t to) __attribute__((always_inline)) {
-        for (std::size_t u = from; u < to; ++u)
-            firstStep<inverse, Column::table>(x + u * chunkFloats, plane, table + u * 24);
+    const auto load = [=](std::size_t u) __attribute__((always_inline)) {
+        const float *from = x + u * chunkFloats;
+        return Inputs{loadColumns<inverse>(from), loadColumns<inverse>(from + plane),
+                      loadColumns<inverse>(from + 2 * plane), loadColumns<inverse>(from + 3 * plane)};
     };
-    firstStep<inverse, Column::unit>(x, plane, table);
-    steps(1, middle);
-    firstStep<inverse, Column::eighthRoots>(x + middle * chunkFloats, plane, table + middle * 24);
-    steps(middle + 1, chunks);
+    const auto compute = [=](std::size_t u, Inputs in) __attribute__((always_inline)) {
+        firstStep<Column::table>(x + u * chunkFloats, plane, in, table + u * 24);
+    };
+    firstStep<Column::unit>(x, plane, load(0), table);
+    forSteps(1, middle, load, compute);
+    firstStep<Column::eighthRoots>(x + middle * chunkFloats, plane, load(middle), table + middle * 24);
+    forSteps(middle + 1, chunks, load, compute);
 }
 
-/// The column of chunk x in every block of a pass.
+/// One column in every block of a pass within a plane.
 template <Column column>
 QZK_INLINE void stepInBlocks(float *x, std::size_t row, std::size_t blocks, const double *table) {
     for (const float *end = x + blocks * 4 * row; x != end; x += 4 * row) {
         Butterfly y =
-            butterfly(loadChunk(x), loadChunk(x + row), loadChunk(x + 2 * row), loadChunk(x + 3 * row));
+            butterfly({loadChunk(x), loadChunk(x + row), loadChunk(x + 2 * row), loadChunk(x + 3 * row)});
         if (column == Column::table)
             y = times(y, {{broadcast(table[0]), broadcast(table[1])},
                           {broadcast(table[2]), broadcast(table[3])},
@@ -228,8 +249,8 @@ QZK_INLINE void stepInBlocks(float *x, std::size_t row, std::size_t blocks, cons
 
 /// One pass over blocks of `count` chunks of plane l.
 void pass(float *x, std::size_t count, std::size_t blocks, std::size_t l, const double *table) {
-    const std::size_t steps = count / 4, row = steps * chunkFloats;
-    for (std::size_t u = 0; u < steps; ++u, x += chunkFloats, table += 6)
+    const std::size_t columns = count / 4, row = columns * chunkFloats;
+    for (std::size_t u = 0; u < columns; ++u, x += chunkFloats, table += 6)
         if (4 * u + l == 0)
             stepInBlocks<Column::unit>(x, row, blocks, table);
         else if (2 * (4 * u + l) == count)
@@ -256,7 +277,7 @@ void passAcrossPlanes(float *x, std::size_t chunks) {
     const auto step = [=](float *at, bool middle) __attribute__((always_inline)) {
         float *rows[4] = {at, at + 2 * plane, at + chunkFloats, at + 2 * plane + chunkFloats};
         Butterfly y =
-            butterfly(loadChunk(rows[0]), loadChunk(rows[1]), loadChunk(rows[2]), loadChunk(rows[3]));
+            butterfly({loadChunk(rows[0]), loadChunk(rows[1]), loadChunk(rows[2]), loadChunk(rows[3])});
         if (middle) y = timesEighthRoots(y);
         storeChunk(rows[0], y.y0);
         storeChunk(rows[1], y.y2);
@@ -279,7 +300,7 @@ template <bool inverse, bool odd>
 QZK_INLINE Outputs lastStep(const float *x, std::size_t plane, QuadFloat factor) {
     const Point a = loadChunk(x), b = loadChunk(x + plane), c = loadChunk(x + 2 * plane),
                 d = loadChunk(x + 3 * plane);
-    const Butterfly y = odd ? Butterfly{a + b, c + d, a - b, c - d} : butterfly(a, b, c, d);
+    const Butterfly y = odd ? Butterfly{a + b, c + d, a - b, c - d} : butterfly({a, b, c, d});
     Outputs outputs = {{narrow(y.y0.re), narrow(y.y1.re), narrow(y.y2.re), narrow(y.y3.re)},
                        {narrow(y.y0.im), narrow(y.y1.im), narrow(y.y2.im), narrow(y.y3.im)}};
     if (inverse)
@@ -301,7 +322,10 @@ template <bool inverse, bool odd>
 void lastPass(float *x, std::size_t chunks, const std::uint32_t *reversed, float factor) {
     const std::size_t plane = chunks * chunkFloats;
     const QuadFloat factors = factor - QuadFloat{};
-    for (std::size_t u = 0; u < chunks; ++u) {
+    for (std::size_t i = 0; i < chunks; ++i) {
+        // Beyond the second-level cache, four neighbours of u and four of its reverse make one turn each, so
+        // that cache lines are used whole while they are there.
+        const std::size_t u = chunks < 2048 ? i : (i & 3) + (i >> 4) * 4 + (i >> 2 & 3) * (chunks / 4);
         const std::size_t other = reversed[u] >> 4; // the table has the four bits of lane and plane too
         if (other < u) continue;
         float *here = x + u * chunkFloats, *there = x + other * chunkFloats;
