@@ -15,39 +15,58 @@
 #include "simd/fft.hpp"
 #include "simd/vec.hpp"
 
-#if QZK_SIMD_LEVEL == 1
-#pragma GCC diagnostic ignored "-Wpsabi" // about passing Quads in registers: every function here is inlined
-#endif
-
 namespace qzk::simd {
 namespace {
 
 // Four lanes at every level: wider vectors of doubles convert from and to single at no higher rate.
-typedef double Quad __attribute__((vector_size(32)));
 typedef float QuadFloat __attribute__((vector_size(16)));
-
-QZK_INLINE Quad widen(const float *from) {
 #if QZK_SIMD_LEVEL >= 2
-    return (Quad)_mm256_cvtps_pd(_mm_loadu_ps(from));
-#else
-    const __m128 v = _mm_loadu_ps(from);
-    const __m128d low = _mm_cvtps_pd(v), high = _mm_cvtps_pd(_mm_movehl_ps(v, v));
-    return Quad{low[0], low[1], high[0], high[1]};
-#endif
-}
+typedef double Quad __attribute__((vector_size(32)));
 
+QZK_INLINE Quad widen(const float *from) { return (Quad)_mm256_cvtps_pd(_mm_loadu_ps(from)); }
+QZK_INLINE QuadFloat narrow(Quad v) { return (QuadFloat)_mm256_cvtpd_ps((__m256d)v); }
+QZK_INLINE Quad broadcast(double value) { return value - Quad{}; }
+
+/// a0 b0 a2 b2 and a1 b1 a3 b3.
+QZK_INLINE Quad evenLanes(Quad a, Quad b) { return __builtin_shufflevector(a, b, 0, 4, 2, 6); }
+QZK_INLINE Quad oddLanes(Quad a, Quad b) { return __builtin_shufflevector(a, b, 1, 5, 3, 7); }
+/// The first lane of one, the others of the other.
+QZK_INLINE Quad firstLaneOf(Quad first, Quad others) {
+    return __builtin_shufflevector(first, others, 0, 5, 6, 7);
+}
+QZK_INLINE Quad reversedLanes(Quad v) { return __builtin_shufflevector(v, v, 3, 2, 1, 0); }
+#else
+struct Quad {
+    Vec<double> low, high;
+};
+
+QZK_INLINE Quad operator+(Quad a, Quad b) { return {a.low + b.low, a.high + b.high}; }
+QZK_INLINE Quad operator-(Quad a, Quad b) { return {a.low - b.low, a.high - b.high}; }
+QZK_INLINE Quad operator*(Quad a, Quad b) { return {a.low * b.low, a.high * b.high}; }
+QZK_INLINE Quad operator*(Quad a, double b) { return {a.low * b, a.high * b}; }
+QZK_INLINE Quad operator-(Quad a) { return {-a.low, -a.high}; }
+
+QZK_INLINE Quad widen(const float *from) { return {loadWidened(from), loadWidened(from + 2)}; }
 QZK_INLINE QuadFloat narrow(Quad v) {
-#if QZK_SIMD_LEVEL >= 2
-    return (QuadFloat)_mm256_cvtpd_ps((__m256d)v);
-#else
-    const __m128d low = {v[0], v[1]}, high = {v[2], v[3]};
-    return (QuadFloat)_mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high));
-#endif
+    return (QuadFloat)_mm_movelh_ps(_mm_cvtpd_ps((__m128d)v.low), _mm_cvtpd_ps((__m128d)v.high));
 }
+QZK_INLINE Quad broadcast(double value) { return {splat(value), splat(value)}; }
+
+QZK_INLINE Quad evenLanes(Quad a, Quad b) {
+    return {__builtin_shufflevector(a.low, b.low, 0, 2), __builtin_shufflevector(a.high, b.high, 0, 2)};
+}
+QZK_INLINE Quad oddLanes(Quad a, Quad b) {
+    return {__builtin_shufflevector(a.low, b.low, 1, 3), __builtin_shufflevector(a.high, b.high, 1, 3)};
+}
+QZK_INLINE Quad firstLaneOf(Quad first, Quad others) {
+    return {__builtin_shufflevector(first.low, others.low, 0, 3), others.high};
+}
+QZK_INLINE Quad reversedLanes(Quad v) {
+    return {__builtin_shufflevector(v.high, v.high, 1, 0), __builtin_shufflevector(v.low, v.low, 1, 0)};
+}
+#endif
 
 QZK_INLINE void store(float *to, QuadFloat v) { __builtin_memcpy(to, &v, sizeof v); }
-
-QZK_INLINE Quad broadcast(double value) { return value - Quad{}; }
 
 // The conversions keep the adders busy while the multipliers have time: these sums are products with 1 and a
 // sum, which is the same single rounding, on the multipliers.
@@ -89,12 +108,12 @@ QZK_INLINE Point differenceOnMultiplier(Point a, Point b) {
 /// Four points in natural order as lanes in the order 0, 2, 1, 3, which costs one exchange per vector.
 QZK_INLINE Point loadPoints(const float *from) {
     const Quad low = widen(from), high = widen(from + 4);
-    return {__builtin_shufflevector(low, high, 0, 4, 2, 6), __builtin_shufflevector(low, high, 1, 5, 3, 7)};
+    return {evenLanes(low, high), oddLanes(low, high)};
 }
 
 QZK_INLINE void storePoints(float *to, Point value) {
-    store(to, narrow(__builtin_shufflevector(value.re, value.im, 0, 4, 2, 6)));
-    store(to + 4, narrow(__builtin_shufflevector(value.re, value.im, 1, 5, 3, 7)));
+    store(to, narrow(evenLanes(value.re, value.im)));
+    store(to + 4, narrow(oddLanes(value.re, value.im)));
 }
 
 constexpr std::size_t chunkFloats = 8;
@@ -152,8 +171,7 @@ QZK_INLINE Point loadColumns(const float *from) {
 }
 
 QZK_INLINE Point firstLaneOf(Point first, Point others) {
-    return {__builtin_shufflevector(first.re, others.re, 0, 5, 6, 7),
-            __builtin_shufflevector(first.im, others.im, 0, 5, 6, 7)};
+    return {firstLaneOf(first.re, others.re), firstLaneOf(first.im, others.im)};
 }
 
 /// Four columns of four outputs as four chunks, one for each plane.
@@ -176,12 +194,19 @@ QZK_INLINE void storeTransposed(float *to, std::size_t plane, Butterfly y) {
     for (std::size_t l = 0; l < 4; ++l)
         __builtin_memcpy(to + l * plane, &columns[l], sizeof columns[l]);
 #else
-    constexpr std::size_t lanes[4] = {0, 2, 1, 3};
-    for (std::size_t l = 0; l < 4; ++l) {
-        const std::size_t lane = lanes[l];
-        storeChunk(to + l * plane, {Quad{y.y0.re[lane], y.y1.re[lane], y.y2.re[lane], y.y3.re[lane]},
-                                    Quad{y.y0.im[lane], y.y1.im[lane], y.y2.im[lane], y.y3.im[lane]}});
-    }
+    const auto transpose = [=](float *at, Quad v0, Quad v1, Quad v2, Quad v3) __attribute__((always_inline)) {
+        const QuadFloat y0 = narrow(v0), y1 = narrow(v1), y2 = narrow(v2), y3 = narrow(v3);
+        const QuadFloat low01 = __builtin_shufflevector(y0, y1, 0, 4, 1, 5);
+        const QuadFloat high01 = __builtin_shufflevector(y0, y1, 2, 6, 3, 7);
+        const QuadFloat low23 = __builtin_shufflevector(y2, y3, 0, 4, 1, 5);
+        const QuadFloat high23 = __builtin_shufflevector(y2, y3, 2, 6, 3, 7);
+        store(at, __builtin_shufflevector(low01, low23, 0, 1, 4, 5));
+        store(at + plane, __builtin_shufflevector(high01, high23, 0, 1, 4, 5));
+        store(at + 2 * plane, __builtin_shufflevector(low01, low23, 2, 3, 6, 7));
+        store(at + 3 * plane, __builtin_shufflevector(high01, high23, 2, 3, 6, 7));
+    };
+    transpose(to, y.y0.re, y.y1.re, y.y2.re, y.y3.re);
+    transpose(to + 4, y.y0.im, y.y1.im, y.y2.im, y.y3.im);
 #endif
 }
 
@@ -360,7 +385,6 @@ void transform(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const s
         transformLanes<false>(floats, order, reversed, table, static_cast<float>(factor));
 }
 
-QZK_INLINE Quad reversedLanes(Quad v) { return __builtin_shufflevector(v, v, 3, 2, 1, 0); }
 QZK_INLINE Point reversedLanes(Point v) { return {reversedLanes(v.re), reversedLanes(v.im)}; }
 
 /// Points k of the first half of a spectrum and their partners p = h - k.
