@@ -4,6 +4,7 @@
 #include "common/memory.hpp"
 #include "qzk.h"
 #include "reference/fft.hpp"
+#include "simd/kernels.hpp"
 #include "support/bits.hpp"
 #include "support/failing_heap.hpp"
 #include "support/reports.hpp"
@@ -377,6 +378,54 @@ TEST_F(FftReports, NoTableIsAskedForOnceItIsCached) {
         EXPECT_TRUE(sameBits(expected, data));
     }
     EXPECT_EQ(Reports{}, reports.all());
+}
+
+/// Vector kernels read a table of their own, which the plain version does without.
+bool hasLaneTable() { return simd::kernels().fft.transform != nullptr; }
+
+TEST_F(FftReports, LongTransformsGoOnWithoutTheTableOfTheVectorKernels) {
+    const RecordedReports reports;
+    constexpr int order = 8;
+    std::vector<float> samples(std::size_t{2} << order);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = static_cast<float>(i * i % 23) - 11;
+    for (const Transform &transform : transforms) {
+        auto expected = samples;
+        transform.run(expected.data(), order, QZ_INVERSE);
+        QZFreeFftTbls();
+
+        const int last = static_cast<int>(transform.tableLines.size()) + 1;
+        const FailingHeap heap(last);
+        auto data = samples;
+        transform.run(data.data(), order, QZ_INVERSE);
+        EXPECT_TRUE(sameBits(expected, data));
+        EXPECT_EQ(hasLaneTable() ? last + 1 : last, heap.requests());
+        EXPECT_EQ(last, heap.live());
+
+        // The next transform gets it, and the one after that asks for nothing.
+        for (int run = 0; run < 2; ++run) {
+            data = samples;
+            transform.run(data.data(), order, QZ_INVERSE);
+            EXPECT_TRUE(sameBits(expected, data));
+            EXPECT_EQ(hasLaneTable() ? last + 2 : last, heap.requests());
+        }
+        QZFreeFftTbls();
+        EXPECT_EQ(0, heap.live());
+    }
+    EXPECT_EQ(Reports{}, reports.all());
+}
+
+TEST_F(FftReports, FailedBitReversalTableStopsALongTransform) {
+    RecordedReports reports;
+    std::vector<float> data(512);
+    for (const Transform &transform : transforms) {
+        reports.clear();
+        FailingHeap heap(static_cast<int>(transform.tableLines.size()));
+        transform.run(data.data(), 8, QZ_FORWARD);
+        EXPECT_EQ((Reports{{QZ_StsNoMem, "QZGetBitRevTbl", "NULL Pointer", file, 187}}), reports.all());
+        QZFreeFftTbls();
+        EXPECT_EQ(0, heap.live());
+    }
 }
 
 void expectTables(int order) {
