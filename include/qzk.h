@@ -39,6 +39,7 @@
 
 #include <stdint.h>
 
+/** @cond */
 #if defined(QZK_STATIC)
 #define QZK_API
 #elif defined(_WIN32)
@@ -50,6 +51,7 @@
 #else
 #define QZK_API __attribute__((visibility("default")))
 #endif
+/** @endcond */
 
 #ifdef __cplusplus
 extern "C" {
@@ -1240,7 +1242,7 @@ QZK_API void QZwbNot(int16_t *srcDst, int32_t len);
 /** @} */
 
 /**
- * @name Bits in place
+ * @name Logic of bits in place
  * @{
  */
 /**
@@ -1260,7 +1262,7 @@ QZK_API void QZbbXor2(const uint8_t *src, uint8_t *srcDst, int32_t srcBitOffset,
 /** @} */
 
 /**
- * @name Nibbles in place
+ * @name Logic of nibbles in place
  * @{
  */
 /**
@@ -1281,7 +1283,7 @@ QZK_API void QZnbXor2(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffs
 /** @} */
 
 /**
- * @name Whole elements in place
+ * @name Logic of whole elements in place
  * @{
  */
 /**
@@ -1299,7 +1301,7 @@ QZK_API void QZwbXor2(const int16_t *src, int16_t *srcDst, int32_t len);
 /** @} */
 
 /**
- * @name Bits of two sources
+ * @name Logic of bits of two sources
  * @{
  */
 /**
@@ -1320,7 +1322,7 @@ QZK_API void QZbbXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, in
 /** @} */
 
 /**
- * @name Nibbles of two sources
+ * @name Logic of nibbles of two sources
  * @{
  */
 /**
@@ -1342,7 +1344,7 @@ QZK_API void QZnbXor3(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, in
 /** @} */
 
 /**
- * @name Whole elements of two sources
+ * @name Logic of whole elements of two sources
  * @{
  */
 /**
@@ -1361,7 +1363,7 @@ QZK_API void QZwbXor3(const int16_t *src1, const int16_t *src2, int16_t *dst, in
 /** @} */
 
 /**
- * @name Nibbles with a scalar
+ * @name Logic of nibbles with a scalar
  * @{
  */
 /**
@@ -1377,7 +1379,7 @@ QZK_API void QZnbXor2s(uint8_t value, uint8_t *srcDst, int32_t nibbleOffset, int
 /** @} */
 
 /**
- * @name Whole elements with a scalar
+ * @name Logic of whole elements with a scalar
  * @{
  */
 /**

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -112,6 +113,15 @@ Entries entriesOf(Level level) {
     Entries entries;
     std::memcpy(entries.data(), &kernelsOf(level), sizeof entries);
     return entries;
+}
+
+TEST(Dispatch, NoLevelLosesKernels) {
+    for (int level = 1; level <= static_cast<int>(highestLevel()); ++level) {
+        const Entries lower = entriesOf(static_cast<Level>(level - 1)),
+                      higher = entriesOf(static_cast<Level>(level));
+        for (std::size_t i = 0; i < lower.size(); ++i)
+            EXPECT_TRUE(lower[i] == 0 || higher[i] != 0) << "entry " << i << " of level " << level;
+    }
 }
 
 TEST(Dispatch, EachLevelReplacesKernels) {
