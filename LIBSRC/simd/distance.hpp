@@ -30,8 +30,9 @@ struct DistanceKernels {
 };
 
 namespace plain {
+extern const DistanceKernelsOf<std::int16_t> ofWords;
 void install(DistanceKernels &kernels);
-}
+} // namespace plain
 namespace sse2 {
 void install(DistanceKernels &kernels);
 }

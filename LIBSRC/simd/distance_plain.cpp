@@ -89,6 +89,8 @@ constexpr DistanceKernelsOf<T> kernelsFor = {dotProduct<T>, cityBlock<T>, square
 
 } // namespace
 
-void plain::install(DistanceKernels &kernels) { kernels = {kernelsFor<float>, kernelsFor<std::int16_t>}; }
+const DistanceKernelsOf<std::int16_t> plain::ofWords = kernelsFor<std::int16_t>;
+
+void plain::install(DistanceKernels &kernels) { kernels = {kernelsFor<float>, ofWords}; }
 
 } // namespace qzk::simd

@@ -173,6 +173,17 @@ bool packReference(const Packed &packed, const WarpReference &reference, std::si
     return allFinite(check);
 }
 
+/// Vectors loaded from here start or end with dead lanes and are zero elsewhere.
+struct Edges {
+    double values[3 * lanes];
+
+    constexpr Edges() : values{} {
+        for (std::ptrdiff_t i = 0; i < lanes; ++i)
+            values[i] = values[2 * lanes + i] = deadCell;
+    }
+};
+constexpr Edges edges;
+
 /// One test frame against the reference frames lo .. hi.
 struct Column {
     const double *testFrame;
@@ -184,7 +195,6 @@ struct Grid {
     Packed packed;
     std::size_t dim;
     Doubles threshold;
-    Doubles laneIndex; // 0, 1, 2, ...
 };
 
 /// Distances of the column's test frame to the reference frames from the j-th on.
@@ -206,26 +216,30 @@ QZK_INLINE void frameDistances(const Grid &grid, const Column &column, std::ptrd
             sum[block] = squareRoot(sum[block]);
 }
 
-/// The lanes of the block from the j-th cell on that lie in the column's range.
-QZK_INLINE Mask inRange(const Grid &grid, const Column &column, std::ptrdiff_t j) {
-    const Doubles above = grid.laneIndex + splat(static_cast<double>(j - column.lo));
-    return (above >= Doubles{}) & (above <= splat(static_cast<double>(column.hi - column.lo)));
+QZK_INLINE Doubles larger(Doubles a, Doubles b) { return a < b ? b : a; }
+
+QZK_INLINE Doubles smaller(Doubles a, Doubles b) { return a < b ? a : b; }
+
+/// The costs of the block from the j-th cell on, dead where the cells lie outside the column's range.
+QZK_INLINE Doubles confined(const Column &column, std::ptrdiff_t j, Doubles cost) {
+    const std::ptrdiff_t below = column.lo > j ? column.lo - j : 0;
+    const std::ptrdiff_t within = column.hi < j + lanes ? column.hi + 1 - j : lanes;
+    return larger(larger(cost, load(edges.values + lanes - below)), load(edges.values + 2 * lanes - within));
 }
 
-/// Cells of the first column from the j-th on; the mask tells the ones that are alive.
+/// Cells of the first column from the j-th on; returns the smaller of `lowest` and their costs, lane by lane.
 template <bool cityBlock, int blocks>
-QZK_INLINE Mask startCells(const Grid &grid, const Column &column, std::ptrdiff_t j) {
+QZK_INLINE Doubles startCells(const Grid &grid, const Column &column, std::ptrdiff_t j, Doubles lowest) {
     Doubles cost[blocks];
     frameDistances<cityBlock, blocks>(grid, column, j, cost);
-    Mask anyAlive = {};
     for (int block = 0; block < blocks; ++block) {
-        const Mask alive = (cost[block] < grid.threshold) & inRange(grid, column, j + block * lanes);
-        anyAlive |= alive;
-        cost[block] = alive ? cost[block] : splat(deadCell);
+        cost[block] = confined(column, j + block * lanes, cost[block]);
+        lowest = smaller(cost[block], lowest);
+        cost[block] = cost[block] < grid.threshold ? cost[block] : splat(deadCell);
         store(grid.packed.arrival + j + block * lanes, cost[block]);
         store(grid.packed.staying + j + block * lanes, cost[block]);
     }
-    return anyAlive;
+    return lowest;
 }
 
 /// Cheapest ways into the cells from the j-th on. Costs are neither negative zeros nor not-a-numbers, so that
@@ -238,43 +252,40 @@ QZK_INLINE void bestSteps(const Packed &packed, std::ptrdiff_t j, Doubles (&cost
         const Doubles stay = load(packed.staying + j + block * lanes);
         const Doubles own = load(packed.arrival + j + block * lanes);
         const Doubles diagonal = shiftedUp<1>(below, own), skip = shiftedUp<2>(below, own);
-        const Doubles better = stay < diagonal ? stay : diagonal;
-        cost[block] = skip < better ? skip : better;
+        cost[block] = smaller(skip, smaller(stay, diagonal));
         held[block] = (stay < diagonal) & (stay <= skip);
         below = own;
     }
 }
 
-/// Cells of a column between the first and the last.
+/// Cells of a column between the first and the last; returns the smaller of `lowest` and the costs of their
+/// steps.
 template <bool cityBlock, int blocks>
-QZK_INLINE Mask advanceCells(const Grid &grid, const Column &column, std::ptrdiff_t j) {
-    Doubles cost[blocks], distance[blocks];
-    Mask held[blocks], anyAlive = {};
-    bestSteps<blocks>(grid.packed, j, cost, held);
-    frameDistances<cityBlock, blocks>(grid, column, j, distance);
-    for (int block = 0; block < blocks; ++block) {
-        const Mask alive = (cost[block] < grid.threshold) & inRange(grid, column, j + block * lanes);
-        anyAlive |= alive;
-        const Doubles arrival = alive ? cost[block] + distance[block] : splat(deadCell);
-        store(grid.packed.arrival + j + block * lanes, arrival);
-        store(grid.packed.staying + j + block * lanes, held[block] ? splat(deadCell) : arrival);
-    }
-    return anyAlive;
-}
-
-/// Smallest total of the last column's cells from the j-th on and of `best`, lane by lane.
-template <bool cityBlock, int blocks>
-QZK_INLINE Doubles endCells(const Grid &grid, const Column &column, std::ptrdiff_t j, Doubles best) {
+QZK_INLINE Doubles advanceCells(const Grid &grid, const Column &column, std::ptrdiff_t j, Doubles lowest) {
     Doubles cost[blocks], distance[blocks];
     Mask held[blocks];
     bestSteps<blocks>(grid.packed, j, cost, held);
     frameDistances<cityBlock, blocks>(grid, column, j, distance);
     for (int block = 0; block < blocks; ++block) {
-        const Doubles total = distance[block] + cost[block];
-        const Mask better = (total < best) & inRange(grid, column, j + block * lanes);
-        best = better ? total : best;
+        const Doubles step = confined(column, j + block * lanes, cost[block]);
+        lowest = smaller(step, lowest);
+        const Doubles arrival = step < grid.threshold ? step + distance[block] : splat(deadCell);
+        store(grid.packed.arrival + j + block * lanes, arrival);
+        store(grid.packed.staying + j + block * lanes, held[block] ? splat(deadCell) : arrival);
     }
-    return best;
+    return lowest;
+}
+
+/// Cells of the last column; returns the smaller of `lowest` and their totals.
+template <bool cityBlock, int blocks>
+QZK_INLINE Doubles endCells(const Grid &grid, const Column &column, std::ptrdiff_t j, Doubles lowest) {
+    Doubles cost[blocks], distance[blocks];
+    Mask held[blocks];
+    bestSteps<blocks>(grid.packed, j, cost, held);
+    frameDistances<cityBlock, blocks>(grid, column, j, distance);
+    for (int block = 0; block < blocks; ++block)
+        lowest = smaller(confined(column, j + block * lanes, distance[block] + cost[block]), lowest);
+    return lowest;
 }
 
 template <int count>
@@ -302,32 +313,33 @@ QZK_INLINE void closeColumn(const Grid &grid, const Column &column) {
 
 template <bool cityBlock>
 double scorePacked(const WarpTest &test, const WarpReference &reference, const Grid &grid) {
+    const Doubles dead = splat(deadCell);
     Column column = {grid.packed.test, 0, test.ranges[0].hi};
-    Mask alive = {};
+    Doubles lowest = dead;
     visitBlocks(column, [&](auto blocks, std::ptrdiff_t j) {
-        alive |= startCells<cityBlock, blocks.number>(grid, column, j);
+        lowest = startCells<cityBlock, blocks.number>(grid, column, j, lowest);
     });
 
     const std::int32_t last = test.nFrames - 1;
-    for (std::int32_t i = 1; i < last && any(alive); ++i) {
+    for (std::int32_t i = 1; i < last && any(lowest < grid.threshold); ++i) {
         column = {column.testFrame + grid.dim, test.ranges[i].lo, test.ranges[i].hi};
-        alive = Mask{};
+        lowest = dead;
         visitBlocks(column, [&](auto blocks, std::ptrdiff_t j) {
-            alive |= advanceCells<cityBlock, blocks.number>(grid, column, j);
+            lowest = advanceCells<cityBlock, blocks.number>(grid, column, j, lowest);
         });
         closeColumn(grid, column);
     }
-    if (!any(alive)) return test.threshold;
+    if (!any(lowest < grid.threshold)) return test.threshold;
 
     column = {grid.packed.test + static_cast<std::size_t>(last) * grid.dim, test.ranges[last].lo,
               reference.nFrames - 1};
-    Doubles ends = grid.threshold;
+    lowest = grid.threshold;
     visitBlocks(column, [&](auto blocks, std::ptrdiff_t j) {
-        ends = endCells<cityBlock, blocks.number>(grid, column, j, ends);
+        lowest = endCells<cityBlock, blocks.number>(grid, column, j, lowest);
     });
     double best = test.threshold;
     for (int lane = 0; lane < lanes; ++lane)
-        best = ends[lane] < best ? ends[lane] : best;
+        best = lowest[lane] < best ? lowest[lane] : best;
     return best;
 }
 
@@ -337,12 +349,9 @@ void prepare(WarpTest &test) {
 
 double score(const WarpTest &test, const WarpReference &reference) {
     if (test.packed == nullptr) return plain::warpScore(test, reference);
-    Grid grid = {
-        Packed(test, reference.nFrames), static_cast<std::size_t>(test.dim), splat(test.threshold), {}};
+    Grid grid = {Packed(test, reference.nFrames), static_cast<std::size_t>(test.dim), splat(test.threshold)};
     if (!packReference(grid.packed, reference, grid.dim)) return plain::warpScore(test, reference);
     plain::setRanges(test.ranges, test.nFrames, reference.nFrames, reference.band);
-    for (int lane = 0; lane < lanes; ++lane)
-        grid.laneIndex[lane] = lane;
     const auto cells = static_cast<std::ptrdiff_t>(grid.packed.stride);
     store(grid.packed.arrival - lanes, splat(deadCell));
     for (std::ptrdiff_t j = 0; j < cells; j += lanes) {
