@@ -18,8 +18,6 @@ QZK_INLINE std::int32_t element(const std::int16_t *from, std::size_t i) {
     return value;
 }
 
-QZK_INLINE std::int32_t magnitude(std::int32_t value) { return value < 0 ? -value : value; }
-
 QZK_INLINE double magnitude(double value) { return value < 0.0 ? -value : value; }
 
 QZK_INLINE double differenceAt(const std::int16_t *a, const std::int16_t *b, std::size_t i) {
@@ -51,6 +49,18 @@ QZK_INLINE Halves highProduct(Halves a, Halves b) {
 }
 #endif
 
+/// The first `count` words, then zeros, which add nothing to any of the sums.
+QZK_INLINE Words loadFirst(const std::int16_t *from, std::size_t count) {
+#if QZK_SIMD_LEVEL == 3
+    return (Words)_mm512_maskz_loadu_epi16(_cvtu32_mask32((1u << count) - 1), from);
+#else
+    Words v = {};
+    for (std::size_t i = 0; i < count; ++i)
+        v[i] = static_cast<std::int16_t>(element(from, i));
+    return v;
+#endif
+}
+
 /// Adds the unsigned 32-bit lanes of v in pairs.
 QZK_INLINE Quads pairSums(Quads v) { return (v & splat<std::uint64_t>(0xFFFFFFFF)) + (v >> 32); }
 
@@ -63,20 +73,38 @@ QZK_INLINE std::int64_t total(Quads lanesSum) {
     return static_cast<std::int64_t>(sum);
 }
 
+/// Sum of what `add` gives for the pairs of vectors that cover a and b.
+template <class Add>
+QZK_INLINE std::int64_t sumOfVectors(const std::int16_t *a, const std::int16_t *b, std::size_t n, Add add) {
+    Quads sum = {};
+    std::size_t i = 0;
+    for (; i + wordLanes <= n; i += wordLanes)
+        sum += add(load(a + i), load(b + i));
+    if (i < n) sum += add(loadFirst(a + i, n - i), loadFirst(b + i, n - i));
+    return total(sum);
+}
+
 /// Sum of a[i] b[i].
 QZK_INLINE std::int64_t dot(const std::int16_t *a, const std::int16_t *b, std::size_t n) {
     // A pair's sum lies in [-2 * 32768 * 32767, 2^31]: raised by the bound it is an unsigned 32-bit number.
-    constexpr std::uint64_t raise = 2u * 32768u * 32767u;
-    Quads sum = {};
-    std::size_t i = 0;
-    for (; i + wordLanes <= n; i += wordLanes) {
-        const auto pairs = (Vec<std::uint32_t>)addPairs(load(a + i), load(b + i));
-        sum += pairSums((Quads)(pairs + splat(static_cast<std::uint32_t>(raise))));
-    }
-    std::int64_t result = total(sum) - static_cast<std::int64_t>(raise * (i / 2));
-    for (; i < n; ++i)
-        result += element(a, i) * element(b, i);
-    return result;
+    constexpr std::uint32_t raise = 2u * 32768u * 32767u;
+    const std::int64_t raised = sumOfVectors(a, b, n, [](Words x, Words y) {
+        return pairSums((Quads)((Vec<std::uint32_t>)addPairs(x, y) + splat(raise)));
+    });
+    const std::size_t pairs = (n + wordLanes - 1) / wordLanes * (wordLanes / 2);
+    return raised - static_cast<std::int64_t>(pairs) * raise;
+}
+
+/// The elements of v added in fours.
+QZK_INLINE Quads quadSums(Halves v) {
+    const auto halves = (Vec<std::uint32_t>)v;
+    return pairSums((Quads)((halves & splat<std::uint32_t>(0xFFFF)) + (halves >> 16)));
+}
+
+/// Sum of |m[i]|.
+QZK_INLINE double magnitudesOf(const std::int16_t *m, std::size_t n) {
+    return static_cast<double>(
+        sumOfVectors(m, m, n, [](Words x, Words) { return quadSums(magnitudes(x, Words{})); }));
 }
 
 double dotProduct(const std::int16_t *a, const std::int16_t *b, std::size_t n) {
@@ -84,45 +112,21 @@ double dotProduct(const std::int16_t *a, const std::int16_t *b, std::size_t n) {
     return static_cast<double>(dot(a, b, n));
 }
 
-/// Sum of the numbers that vectorAt gives for whole vectors and at for the elements left. Lengths are below
-/// 2^31: the sum is below 2^47.
-template <class VectorAt, class At>
-QZK_INLINE std::int64_t sumOfHalves(std::size_t n, VectorAt vectorAt, At at) {
-    Quads sum = {};
-    std::size_t i = 0;
-    for (; i + wordLanes <= n; i += wordLanes) {
-        const auto halves = (Vec<std::uint32_t>)vectorAt(i);
-        sum += pairSums((Quads)((halves & splat<std::uint32_t>(0xFFFF)) + (halves >> 16)));
-    }
-    std::int64_t result = total(sum);
-    for (; i < n; ++i)
-        result += magnitude(at(i));
-    return result;
-}
-
 double cityBlock(const std::int16_t *a, const std::int16_t *b, std::size_t n) {
-    return static_cast<double>(sumOfHalves(
-        n, [=](std::size_t i) { return magnitudes(load(a + i), load(b + i)); },
-        [=](std::size_t i) { return element(a, i) - element(b, i); }));
+    // Lengths are below 2^31: the sum is below 2^47.
+    return static_cast<double>(
+        sumOfVectors(a, b, n, [](Words x, Words y) { return quadSums(magnitudes(x, y)); }));
 }
 
 double squaredEuclidean(const std::int16_t *a, const std::int16_t *b, std::size_t n) {
     if (n > std::size_t{1} << 21) return plain::ofWords.squaredEuclidean(a, b, n); // squares below 2^32
-    Quads sum = {};
-    std::size_t i = 0;
-    for (; i + wordLanes <= n; i += wordLanes) {
-        const Halves d = magnitudes(load(a + i), load(b + i));
+    return static_cast<double>(sumOfVectors(a, b, n, [](Words x, Words y) {
+        const Halves d = magnitudes(x, y);
         const auto low = (Vec<std::uint32_t>)(d * d), high = (Vec<std::uint32_t>)highProduct(d, d);
         const auto even = (low & splat<std::uint32_t>(0xFFFF)) | (high << 16);
         const auto odd = (low >> 16) | (high & splat<std::uint32_t>(0xFFFF0000));
-        sum += pairSums((Quads)even) + pairSums((Quads)odd);
-    }
-    std::int64_t result = total(sum);
-    for (; i < n; ++i) {
-        const std::int64_t d = element(a, i) - element(b, i);
-        result += d * d;
-    }
-    return static_cast<double>(result);
+        return pairSums((Quads)even) + pairSums((Quads)odd);
+    }));
 }
 
 /// As many words as a vector has doubles.
@@ -195,10 +199,8 @@ double mahalanobis(const std::int16_t *a, const std::int16_t *b, const std::int1
         const std::int16_t *const row = m[i];
         const double d = differenceAt(a, b, i);
         diagonal += element(row, i) * d * d;
-        const auto weights = static_cast<double>(sumOfHalves(
-            i, [=](std::size_t j) { return magnitudes(load(row + j), Words{}); },
-            [=](std::size_t j) { return element(row, j); }));
-        if (magnitude(offDiagonal) + magnitude(d) * largest * weights < exactSums) {
+        const double reach = magnitude(d) * largest;
+        if (i >= wordLanes && magnitude(offDiagonal) + reach * magnitudesOf(row, i) < exactSums) {
             offDiagonal += static_cast<double>(dot(a, row, i) - dot(b, row, i)) * d;
         } else {
             for (std::size_t j = 0; j < i; ++j)
