@@ -644,23 +644,134 @@ QZK_API void QZnbShiftR(uint8_t *srcDst, int32_t nibbleOffset, int32_t len, uint
 
 /**
  * @defgroup distance Dot products, norms and distances
+ *
+ * Reductions of two vectors to one number, with d[i] = src1[i] - src2[i]. Terms and sums are double; floats
+ * are widened before they are subtracted or multiplied, differences of 16-bit integers are exact. Sums run
+ * from the first element to the last, those of QZwDotP(), QZwL1Norm() and QZwL2Norm() from the last to the
+ * first: for sums that are not exact this shows in the last bits.
+ *
+ * The 16-bit members convert the double result, after the square root if there is one, with QZdiConvertDown()
+ * and return what it returns; only it reports. Vectors are only read. A length of 0 or less gives 0.
  * @{
  */
+
+/**
+ * @brief Dot product: sum of src1[i] src2[i].
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param len length of the vectors
+ * @return the sum
+ */
 QZK_API double QZsDotP(const float *src1, const float *src2, int32_t len);
+
+/**
+ * @brief City-block (L1) distance: sum of |d[i]|.
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param len length of the vectors
+ * @return the sum
+ */
 QZK_API double QZsL1Norm(const float *src1, const float *src2, int32_t len);
+
+/**
+ * @brief Euclidean distance: sum of d[i]^2, or its square root.
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param len length of the vectors
+ * @param doSqrt other than 0: the square root of the sum
+ * @return the sum or its root
+ */
 QZK_API double QZsL2Norm(const float *src1, const float *src2, int32_t len, int32_t doSqrt);
+
+/**
+ * @brief Mahalanobis distance with a diagonal weight matrix: sum of diag[i] d[i]^2, or its square root.
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param diag diagonal of the matrix, usually inverse variances: `len` elements
+ * @param len length of the vectors
+ * @param doSqrt other than 0: the square root of the sum
+ * @return the sum or its root
+ */
 QZK_API double QZsMahalanobisD(const float *src1, const float *src2, const float *diag, int32_t len,
                                int32_t doSqrt);
+
+/**
+ * @brief Mahalanobis distance with a symmetric weight matrix: 2 times the sum of d[j] rows[i][j] d[i] over
+ * j < i, row by row, plus the sum of rows[i][i] d[i] d[i]; or its square root.
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param rows the matrix, usually an inverse covariance, as `len` row pointers; of row i only the elements 0
+ *             to i are read
+ * @param len length of the vectors
+ * @param doSqrt other than 0: the square root of the sum
+ * @return the sum or its root
+ */
 QZK_API double QZsMahalanobis(const float *src1, const float *src2, const float *const *rows, int32_t len,
                               int32_t doSqrt);
+
+/**
+ * @brief Dot product of 16-bit vectors: sum of src1[i] src2[i].
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param len length of the vectors
+ * @param doScale scale mode of QZdiConvertDown()
+ * @param scaleFactor scale factor of QZdiConvertDown()
+ * @return the converted sum
+ */
 QZK_API int32_t QZwDotP(const int16_t *src1, const int16_t *src2, int32_t len, int32_t doScale,
                         int32_t *scaleFactor);
+
+/**
+ * @brief City-block (L1) distance of 16-bit vectors: sum of |d[i]|.
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param len length of the vectors
+ * @param doScale scale mode of QZdiConvertDown()
+ * @param scaleFactor scale factor of QZdiConvertDown()
+ * @return the converted sum
+ */
 QZK_API int32_t QZwL1Norm(const int16_t *src1, const int16_t *src2, int32_t len, int32_t doScale,
                           int32_t *scaleFactor);
+
+/**
+ * @brief Euclidean distance of 16-bit vectors: sum of d[i]^2, or its square root.
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param len length of the vectors
+ * @param doSqrt other than 0: the square root of the sum
+ * @param doScale scale mode of QZdiConvertDown()
+ * @param scaleFactor scale factor of QZdiConvertDown()
+ * @return the converted sum or root
+ */
 QZK_API int32_t QZwL2Norm(const int16_t *src1, const int16_t *src2, int32_t len, int32_t doSqrt,
                           int32_t doScale, int32_t *scaleFactor);
+
+/**
+ * @brief Mahalanobis distance of 16-bit vectors with a diagonal weight matrix: sum of diag[i] d[i]^2, or its
+ * square root.
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param diag diagonal of the matrix: `len` elements
+ * @param len length of the vectors
+ * @param doSqrt other than 0: the square root of the sum
+ * @param doScale scale mode of QZdiConvertDown()
+ * @param scaleFactor scale factor of QZdiConvertDown()
+ * @return the converted sum or root
+ */
 QZK_API int32_t QZwMahalanobisD(const int16_t *src1, const int16_t *src2, const int16_t *diag, int32_t len,
                                 int32_t doSqrt, int32_t doScale, int32_t *scaleFactor);
+
+/**
+ * @brief Mahalanobis distance of 16-bit vectors with a symmetric weight matrix: the sums of QZsMahalanobis().
+ * @param src1 `len` elements
+ * @param src2 `len` elements
+ * @param rows the matrix as `len` row pointers; of row i only the elements 0 to i are read
+ * @param len length of the vectors
+ * @param doSqrt other than 0: the square root of the sum
+ * @param doScale scale mode of QZdiConvertDown()
+ * @param scaleFactor scale factor of QZdiConvertDown()
+ * @return the converted sum or root
+ */
 QZK_API int32_t QZwMahalanobis(const int16_t *src1, const int16_t *src2, const int16_t *const *rows,
                                int32_t len, int32_t doSqrt, int32_t doScale, int32_t *scaleFactor);
 /** @} */
@@ -1035,6 +1146,14 @@ QZK_API void QZwFreeMFCCFilters(QZMFCCFilters *filters);
 
 /**
  * @defgroup pattern Pattern store and dynamic time warping
+ *
+ * A pattern is a sequence of feature vectors (frames) of one dimension. Reference patterns are copied into a
+ * store and named by identifiers from then on; a test pattern is compared with a list of them. There are two
+ * stores, one for floats (letter s) and one for 16-bit integers with a scale (letter w), whose identifiers
+ * have nothing to do with each other.
+ *
+ * The store owns what it holds, and lives until QZsPatternFreeAll() and QZwPatternFreeAll(). It must not
+ * change while an evaluation runs.
  * @{
  */
 
@@ -1042,18 +1161,155 @@ QZK_API void QZwFreeMFCCFilters(QZMFCCFilters *filters);
 #define QZ_DTWThreshold 64  /**< prune against the threshold */
 #define QZ_DTWCityBlock 128 /**< city-block instead of Euclidean frame distance */
 
+/**
+ * @brief Stores a copy of a 16-bit pattern.
+ *
+ * Its identifier is the smallest positive number that no pattern of the store has. Without memory the store
+ * stays as it is and #QZ_StsNoMem is reported ("wPattern can not be allocated").
+ *
+ * @param frames row pointers of `nFrames` frames
+ * @param nFrames number of frames; 0 or less gives a pattern without frames
+ * @param dim elements per frame
+ * @param scale the elements stand for their value times 2^scale; -64 to 64
+ * @return the identifier, or -1
+ */
 QZK_API int32_t QZwPatternIni(const int16_t *const *frames, int32_t nFrames, int32_t dim, int32_t scale);
+
+/**
+ * @brief Stores a copy of a float pattern.
+ *
+ * As QZwPatternIni(); the report is "sPattern can not be allocated".
+ *
+ * @param frames row pointers of `nFrames` frames
+ * @param nFrames number of frames; 0 or less gives a pattern without frames
+ * @param dim elements per frame
+ * @return the identifier, or -1
+ */
 QZK_API int32_t QZsPatternIni(const float *const *frames, int32_t nFrames, int32_t dim);
+
+/**
+ * @brief Looks at a stored 16-bit pattern.
+ *
+ * The rows belong to the store and are gone when the pattern is freed. They are 8-byte aligned. Evaluations
+ * use a float copy made when the pattern was stored: writing to the rows does not change scores.
+ *
+ * An unknown identifier leaves the outputs as they are; only if the store is empty #QZ_StsError is reported
+ * ("wPatterns have not been initialized.").
+ *
+ * @param id identifier
+ * @param frames set to the row pointers of the frames
+ * @param nFrames set to the number of frames
+ * @param dim set to the elements per frame
+ * @param scale set to the scale
+ * @return `id`, or 0 if there is no such pattern
+ */
 QZK_API int32_t QZwPatternGet(int32_t id, int16_t ***frames, int32_t *nFrames, int32_t *dim, int32_t *scale);
+
+/**
+ * @brief Looks at a stored float pattern.
+ *
+ * As QZwPatternGet(), but these rows are the ones that evaluations compare. The report is "sPatterns have not
+ * been initialized."
+ *
+ * @param id identifier
+ * @param frames set to the row pointers of the frames
+ * @param nFrames set to the number of frames
+ * @param dim set to the elements per frame
+ * @return `id`, or 0 if there is no such pattern
+ */
 QZK_API int32_t QZsPatternGet(int32_t id, float ***frames, int32_t *nFrames, int32_t *dim);
+
+/** @name Freeing one pattern
+ * @{ */
+/**
+ * @brief Removes a pattern from its store.
+ *
+ * An unknown identifier is reported with #QZ_StsError ("?Pattern NULL ptr is met in internal structure. The
+ * ?Pattern can not be free.", with the letter of the store), after the report of the empty store if it is
+ * empty.
+ *
+ * @param id identifier
+ * @return 0, or -1 on failure
+ */
 QZK_API int32_t QZwPatternFree(int32_t id);
 QZK_API int32_t QZsPatternFree(int32_t id);
+/** @} */
+
+/** @name Freeing all patterns
+ * @{ */
+/**
+ * @brief Empties a store; nothing happens if it is empty.
+ * @return 0, or -1 if a pattern could not be freed
+ */
 QZK_API int32_t QZwPatternFreeAll(void);
 QZK_API int32_t QZsPatternFreeAll(void);
+/** @} */
+
+/** @name Counting patterns
+ * @{ */
+/**
+ * @brief Number of patterns in a store.
+ * @return the number
+ */
 QZK_API int32_t QZwPatternsNumber(void);
 QZK_API int32_t QZsPatternsNumber(void);
+/** @} */
+
+/**
+ * @brief Scores a float test pattern against stored references by dynamic time warping and finds the best.
+ *
+ * A path matches every test frame i with a reference frame j and costs the sum of the N frame distances: from
+ * one test frame to the next it stays on j, though never twice in a row, or goes on to j + 1 or j + 2 (the
+ * asymmetric local constraint of Itakura, Minimum prediction residual principle applied to speech
+ * recognition, IEEE Trans. ASSP 23, 1975). Paths keep inside the parallelogram of slopes 1/2 and 2 between
+ * the ends of the patterns, widened by the band of B = |width| frames: they may start at any of the first B +
+ * 1 and end at any of the last B + 1 reference frames. Which way leads into a cell is settled cell by cell,
+ * the diagonal winning ties; the score is the smallest total at the end. A test of one frame counts its
+ * distance twice.
+ *
+ * With #QZ_DTWThreshold, partial paths that do not stay below the threshold are given up; a reference of
+ * which nothing is left scores the threshold. A reference of another dimension, with less than N / 2 frames
+ * (rounded up) or more than 2 N - 1 + B, and an identifier without a pattern score 3.4e38.
+ *
+ * Without memory #QZ_StsNoMem is reported ("No memory for work arrays allocation") and `scores` is left as it
+ * is.
+ *
+ * @param ids identifiers of the references
+ * @param nIds number of identifiers; 0 or less: the result is 0
+ * @param test row pointers of the test frames
+ * @param nTest N, the number of test frames; 0 or less: every reference scores 3.4e38
+ * @param dim elements per test frame
+ * @param mode sum of #QZ_DTWNoBand, #QZ_DTWThreshold and #QZ_DTWCityBlock; other bits are ignored
+ * @param threshold accumulated distance from which on paths are pruned
+ * @param width band width B in frames; its sign does not matter
+ * @param scores room for `nIds` scores
+ * @return position in `ids` of the first of the smallest scores, 0 if none is below 3.4e38 in single
+ *         precision; -1 without memory
+ */
 QZK_API int32_t QZsEvalDTW(const int32_t *ids, int32_t nIds, const float *const *test, int32_t nTest,
                            int32_t dim, int32_t mode, double threshold, int32_t width, double *scores);
+
+/**
+ * @brief Scores a 16-bit test pattern against stored 16-bit references.
+ *
+ * Test and references are scaled to floats and scored as by QZsEvalDTW(); the scores are converted with
+ * QZdibConvertDown(), which may report and leave `scores` as they are.
+ *
+ * @param ids identifiers of the references
+ * @param nIds number of identifiers; 0 or less: the result is 0
+ * @param test row pointers of the test frames
+ * @param nTest number of test frames; 0 or less: every reference scores 3.4e38
+ * @param dim elements per test frame
+ * @param testScale the test elements stand for their value times 2^testScale; -64 to 64
+ * @param mode sum of #QZ_DTWNoBand, #QZ_DTWThreshold and #QZ_DTWCityBlock; other bits are ignored
+ * @param thresholdValue the threshold is thresholdValue times 2^thresholdScale
+ * @param thresholdScale scale of the threshold; -64 to 64
+ * @param width band width in frames; its sign does not matter
+ * @param scores room for `nIds` scores
+ * @param scoreMode scale mode of QZdibConvertDown()
+ * @param scoreScale scale factor of QZdibConvertDown()
+ * @return position in `ids` of the first of the smallest scores, 0 if none is below 3.4e38; -1 without memory
+ */
 QZK_API int32_t QZwEvalDTW(const int32_t *ids, int32_t nIds, const int16_t *const *test, int32_t nTest,
                            int32_t dim, int32_t testScale, int32_t mode, int32_t thresholdValue,
                            int32_t thresholdScale, int32_t width, int32_t *scores, int32_t scoreMode,
