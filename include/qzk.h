@@ -778,7 +778,57 @@ QZK_API int32_t QZwMahalanobis(const int16_t *src1, const int16_t *src2, const i
 
 /**
  * @defgroup conversion Conversions
+ *
+ * Between reals and integers with a power-of-two scale, and from complex to real.
+ *
+ * A scale factor k means integer = value * 2^-k: the data were divided by 2^k when k is positive and
+ * multiplied by 2^-k when it is negative. To undo a conversion down that stored k, convert up with -k. |k| is
+ * at most 64; a larger one given by the caller is taken as far as 2^-k is a normal double.
+ *
+ * Where source and destination overlap, the results are those of single elements, each read before it is
+ * written: down and complex from the first to the last, up from the last to the first. So all vector
+ * functions work with `dst` at the address of `src`.
  * @{
+ */
+
+/**
+ * @name Reals to integers
+ * @{
+ */
+/**
+ * Convert a vector of reals to 16-bit or 32-bit integers. Values are truncated toward zero, not rounded,
+ * after an exact product with 2^-k.
+ *
+ * | `doScale` | k | Result |
+ * |---|---|---|
+ * | #QZ_ScaleWrap | 0 | low 16 or 32 bits of the truncated value |
+ * | #QZ_ScaleFixed | `*scaleFactor` | the same of the scaled value |
+ * | #QZ_ScaleAuto | found as below | the same of the scaled value |
+ * | #QZ_ScaleSaturate | 0 | the truncated value clamped to the integer's range |
+ *
+ * Without saturation, infinities, not-a-numbers and what a 64-bit integer cannot hold become 0. With it, a
+ * not-a-number becomes the end of the range that its sign tells.
+ *
+ * The automatic factor is the least k that keeps one deciding magnitude v below a limit L, v * 2^-k < L, so
+ * that the data fill the range; L is the largest integer when a maximum decides and the magnitude of the
+ * lowest when a minimum does. Out of range, the larger magnitude decides; within it, the maximum or the
+ * minimum that is nearer to its end of the range, the maximum when both are, but none that is 0. A maximum or
+ * minimum that is exactly at its end, or only zeros, give k = 0. Not-a-numbers count as the first element
+ * only. Two things are kept for the clients that rely on them: no factor beyond 63 is found, so that
+ * magnitudes below some 2^-49 (16 bits) or 2^-33 (32 bits) are refused; and so are vectors of negative
+ * numbers that are all next to zero, minimum + maximum >= -1, as their maximum decides.
+ *
+ * Reported, with `dst` and `*scaleFactor` left as they are: #QZ_StsBadArg "Unknown value %3d for doScale";
+ * #QZ_StsNoConv "Unscalable range [%16.8e %16.8e] too large in input vector" for magnitudes from
+ * 6.044444630632e23 (16 bits) or 3.961408123869e28 (32 bits) on; #QZ_StsNoConv "Internal Error, Binary Search
+ * could not find a scaling factor". The messages stand in one buffer that the next one overwrites.
+ *
+ * @param src `len` reals of any value
+ * @param[out] dst `len` integers
+ * @param len number of elements; 0 or less converts nothing and stores the factor 0, but for #QZ_ScaleFixed
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ * @return 0, or what the error handler returned
  */
 QZK_API int32_t QZswbConvertDown(const float *src, int16_t *dst, int32_t len, int32_t doScale,
                                  int32_t *scaleFactor);
@@ -788,19 +838,104 @@ QZK_API int32_t QZdwbConvertDown(const double *src, int16_t *dst, int32_t len, i
                                  int32_t *scaleFactor);
 QZK_API int32_t QZdibConvertDown(const double *src, int32_t *dst, int32_t len, int32_t doScale,
                                  int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Single reals to integers
+ * @{
+ */
+/**
+ * Convert one real as QZswbConvertDown() does a vector. The automatic factor is the least k for which
+ * |`value`| * 2^-k is below the end of the range on the value's side.
+ *
+ * Reports are those of the vector form, with the message "Unscalable value %16.8e, magnitude too large".
+ *
+ * @param value any real
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ * @return the integer, with its sign also in the 16-bit forms; after a report, what the error handler
+ * returned with the low 16 bits cleared
+ */
 QZK_API int32_t QZswConvertDown(float value, int32_t doScale, int32_t *scaleFactor);
 QZK_API int32_t QZsiConvertDown(float value, int32_t doScale, int32_t *scaleFactor);
 QZK_API int32_t QZdwConvertDown(double value, int32_t doScale, int32_t *scaleFactor);
 QZK_API int32_t QZdiConvertDown(double value, int32_t doScale, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @name Integers to reals
+ * @{
+ */
+/**
+ * Convert a vector of integers to reals: src[i] * 2^-`scale`, formed in double and rounded once to the
+ * destination's type. Nothing is reported.
+ *
+ * @param src `len` integers
+ * @param[out] dst `len` reals; may start at the address of `src`
+ * @param len number of elements; 0 or less does nothing
+ * @param scale k, 0 for the plain values
+ */
 QZK_API void QZwsbConvertUp(const int16_t *src, float *dst, int32_t len, int32_t scale);
 QZK_API void QZwdbConvertUp(const int16_t *src, double *dst, int32_t len, int32_t scale);
 QZK_API void QZisbConvertUp(const int32_t *src, float *dst, int32_t len, int32_t scale);
 QZK_API void QZidbConvertUp(const int32_t *src, double *dst, int32_t len, int32_t scale);
+/** @} */
+
+/**
+ * @name Single integers to reals
+ * @{
+ */
+/**
+ * Convert one integer to a real: `value` * 2^-`scale`, formed in double and rounded once to the result's
+ * type.
+ *
+ * @param value any integer
+ * @param scale k, 0 for the plain value
+ * @return the real
+ */
 QZK_API float QZwsConvertUp(int16_t value, int32_t scale);
 QZK_API double QZwdConvertUp(int16_t value, int32_t scale);
 QZK_API float QZisConvertUp(int32_t value, int32_t scale);
 QZK_API double QZidConvertUp(int32_t value, int32_t scale);
+/** @} */
+
+/**
+ * Reduces a complex vector to a real one. With x = re^2 + im^2 in double, which squares of floats never
+ * leave:
+ *
+ * | `flags` | Result, rounded to float |
+ * |---|---|
+ * | 1 | magnitude: the square root of x in double |
+ * | 1 + 4 | log10(x) / 2, the decimal logarithm of the magnitude, rounded once |
+ * | 2 | power: x |
+ * | 2 + 4 | log10(x), rounded once |
+ *
+ * With 1, 2 is ignored; so are other bits. The logarithm of 0 is minus infinity, without a report.
+ *
+ * Neither 1 nor 2 is reported with #QZ_StsBadArg "Bad flags", and nothing is written.
+ *
+ * @param src `len` complex numbers of any value
+ * @param[out] dst `len` floats; may start at the address of `src`
+ * @param len number of elements; 0 or less writes nothing
+ * @param flags sum of the values above
+ */
 QZK_API void QZcsbConvert(const QZComplexFloat *src, float *dst, int32_t len, int32_t flags);
+
+/**
+ * Reduces a complex vector of 16-bit integers to a real one: widened to float, reduced as by QZcsbConvert()
+ * and converted as by QZswbConvertDown(), each with its reports. Flags that QZcsbConvert() rejects give
+ * zeros.
+ *
+ * Two buffers of `len` elements are taken for the call. Without memory for them, #QZ_StsNoMem is reported
+ * ("insufficiency of memory for pointer  tmpin" or "...tmpout") and nothing is written.
+ *
+ * @param src `len` complex numbers
+ * @param[out] dst `len` integers; may overlap `src` in any way
+ * @param len number of elements; 0 or less writes no element
+ * @param flags as for QZcsbConvert()
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ */
 QZK_API void QZvwbConvert(const QZComplexShort *src, int16_t *dst, int32_t len, int32_t flags,
                           int32_t doScale, int32_t *scaleFactor);
 /** @} */
