@@ -77,7 +77,7 @@ constexpr double bottom = std::numeric_limits<T>::min();
 template <class T>
 constexpr double unscalable = sizeof(T) == 2 ? 6.044444630632e23 : 3.961408123869e28;
 
-enum class Direction { down = -1, none = 0, up = 1 };
+enum class Direction { none, down, up };
 
 /// What decides an automatic scale: a magnitude and the limit that it has to stay below.
 struct Search {

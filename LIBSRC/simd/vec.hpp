@@ -68,7 +68,7 @@ QZK_INLINE Vec<T> splat(T value) {
 /// As many floats as a vector has doubles, widened exactly.
 QZK_INLINE Vec<double> loadWidened(const float *from) {
 #if QZK_SIMD_LEVEL == 1
-    return (Vec<double>)_mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(from))));
+    return (Vec<double>)_mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64((const __m128i *)from)));
 #elif QZK_SIMD_LEVEL == 2
     return (Vec<double>)_mm256_cvtps_pd(_mm_loadu_ps(from));
 #else
@@ -79,7 +79,7 @@ QZK_INLINE Vec<double> loadWidened(const float *from) {
 /// The lanes rounded to float.
 QZK_INLINE void storeNarrowed(float *to, Vec<double> v) {
 #if QZK_SIMD_LEVEL == 1
-    _mm_store_sd(reinterpret_cast<double *>(to), _mm_castps_pd(_mm_cvtpd_ps((__m128d)v)));
+    _mm_storel_epi64((__m128i *)to, _mm_castps_si128(_mm_cvtpd_ps((__m128d)v)));
 #elif QZK_SIMD_LEVEL == 2
     _mm_storeu_ps(to, _mm256_cvtpd_ps((__m256d)v));
 #else

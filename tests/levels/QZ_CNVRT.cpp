@@ -222,27 +222,37 @@ TEST_P(ConvertLevels, LogarithmsSeldomNeedTheDefinition) {
     EXPECT_LE(definitionCalls, 12) << "seed " << seed();
 }
 
-/// The export on one block of bytes against the element loop, at every distance of destination and source.
+/// The export on one stretch of bytes against the element loop, the destination at a distance from the
+/// source.
+template <class S, class T, class Export, class Element>
+void compareOverlap(Random &random, int n, int distance, bool ascending, Export function, Element element) {
+    const auto room = static_cast<std::size_t>(8 * n + 64), size = static_cast<std::size_t>(n);
+    std::vector<std::uint8_t> actual(3 * room);
+    const auto values = anyElements<S>(random, size);
+    std::memcpy(actual.data() + room, values.data(), size * sizeof(S));
+    auto expected = actual;
+    const auto *const src = expected.data() + room;
+    auto *const dst = expected.data() + room + distance;
+    for (std::size_t step = 0; step < size; ++step) {
+        const std::size_t i = ascending ? step : size - 1 - step;
+        S x;
+        std::memcpy(&x, src + i * sizeof(S), sizeof x);
+        const T y = element(x);
+        std::memcpy(dst + i * sizeof(T), &y, sizeof y);
+    }
+    function(reinterpret_cast<const S *>(actual.data() + room),
+             reinterpret_cast<T *>(actual.data() + room + distance), n);
+    ASSERT_EQ(expected, actual) << "length " << n << ", distance " << distance << ", seed " << seed();
+}
+
 template <class S, class T, class Export, class Element>
 void compareOverlaps(bool ascending, Export function, Element element) {
     Random random;
-    constexpr int n = 75, room = 8 * n + 64;
-    for (int distance = -room; distance <= room; distance += distance > -40 && distance < 40 ? 1 : 7) {
-        std::vector<std::uint8_t> actual(3 * room + 8 * n);
-        const auto values = anyElements<S>(random, n);
-        std::memcpy(actual.data() + room, values.data(), n * sizeof(S));
-        auto expected = actual;
-        for (int step = 0; step < n; ++step) {
-            const int i = ascending ? step : n - 1 - step;
-            S x;
-            std::memcpy(&x, expected.data() + room + i * static_cast<int>(sizeof(S)), sizeof x);
-            const T y = element(x);
-            std::memcpy(expected.data() + room + distance + i * static_cast<int>(sizeof(T)), &y, sizeof y);
-        }
-        function(reinterpret_cast<const S *>(actual.data() + room),
-                 reinterpret_cast<T *>(actual.data() + room + distance), n);
-        ASSERT_EQ(expected, actual) << "distance " << distance << ", seed " << seed();
-    }
+    constexpr int n = 75, longer = 1111;
+    for (int distance = -8 * n; distance <= 8 * n; distance += distance > -40 && distance < 40 ? 1 : 7)
+        compareOverlap<S, T>(random, n, distance, ascending, function, element);
+    for (const int distance : {0, 4, -4, 13, -13, 64, -64, 1000, -1000, 2 * longer, 4 * longer, -4 * longer})
+        compareOverlap<S, T>(random, longer, distance, ascending, function, element);
 }
 
 TEST_P(ConvertLevels, OverlappingDown) {
