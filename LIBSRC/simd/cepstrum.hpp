@@ -47,7 +47,7 @@ struct CepstrumKernels {
 
 constexpr std::size_t coefficientBlock = 16;
 
-constexpr std::size_t coefficientStride(std::size_t nCoeffs) {
+[[gnu::always_inline]] constexpr std::size_t coefficientStride(std::size_t nCoeffs) {
     return (nCoeffs + coefficientBlock - 1) / coefficientBlock * coefficientBlock;
 }
 
