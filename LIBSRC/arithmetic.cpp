@@ -14,6 +14,7 @@ namespace {
 
 using simd::Add;
 using simd::Multiply;
+using simd::Operands;
 using simd::Subtract;
 using std::int16_t;
 using std::int32_t;
@@ -21,25 +22,26 @@ using std::int8_t;
 using std::size_t;
 using std::uint8_t;
 
-/// The operands of one call.
+/// How many elements a loop from the last to the first may read before it writes any of them.
 template <class Element>
-struct Operands {
-    Source<Element> a, b;
-    Target<Element> dst;
-    size_t n;
+size_t stepOf(const Operands<Element> &operands) {
+    const auto &[a, b, dst, n] = operands;
+    return std::min(descendingStep(a, dst, n), descendingStep(b, dst, n));
+}
 
-    Operands part(size_t first, size_t count) const {
-        return {a.from(first), b.from(first), dst.from(first), count};
-    }
-    /// How many elements a loop from the last to the first may read before it writes any of them.
-    size_t step() const { return std::min(descendingStep(a, dst, n), descendingStep(b, dst, n)); }
-    /// No write of any loop reaches another element than its own.
-    bool areApart() const {
-        const auto extent = std::uint64_t{n} * Target<Element>::places;
-        return apartOrIdentical(a.place(), dst.place(), extent) &&
-               apartOrIdentical(b.place(), dst.place(), extent);
-    }
-};
+/// No write of any loop reaches another element than its own.
+template <class Element>
+bool areApart(const Operands<Element> &operands) {
+    const auto &[a, b, dst, n] = operands;
+    const auto extent = std::uint64_t{n} * Target<Element>::places;
+    return apartOrIdentical(a.place(), dst.place(), extent) &&
+           apartOrIdentical(b.place(), dst.place(), extent);
+}
+
+template <class Element>
+Operands<Element> partOf(const Operands<Element> &all, size_t first, size_t count) {
+    return {all.a.from(first), all.b.from(first), all.dst.from(first), count};
+}
 
 template <class Operation, class Element>
 const auto &kernelsOf(const simd::Kernels &table) {
@@ -49,28 +51,29 @@ const auto &kernelsOf(const simd::Kernels &table) {
 /// Runs work(kernels, operands) from the last element to the first.
 template <class Operation, class Element, class Work>
 void inParts(const Operands<Element> &all, Work work) {
-    inDescendingParts(all.n, all.step(), [&](const simd::Kernels &table, size_t first, size_t count) {
-        work(kernelsOf<Operation, Element>(table), all.part(first, count));
+    const size_t step = stepOf(all);
+    if (step >= all.n) return work(kernelsOf<Operation, Element>(simd::kernels()), all);
+    inDescendingParts(all.n, step, [&](const simd::Kernels &table, size_t first, size_t count) {
+        work(kernelsOf<Operation, Element>(table), partOf(all, first, count));
     });
 }
 
 template <class Operation, class Element>
 void fixed(const Operands<Element> &operands, int32_t shift) {
     inParts<Operation>(operands, [shift](const auto &kernels, const Operands<Element> &part) {
-        kernels.fixed(part.a, part.b, part.dst, part.n, shift);
+        kernels.fixed(part, shift);
     });
 }
 
 template <class Operation, class Element>
 void saturated(const Operands<Element> &operands) {
-    inParts<Operation>(operands, [](const auto &kernels, const Operands<Element> &part) {
-        kernels.saturated(part.a, part.b, part.dst, part.n);
-    });
+    inParts<Operation>(operands,
+                       [](const auto &kernels, const Operands<Element> &part) { kernels.saturated(part); });
 }
 
 template <class Operation, class Element>
 int32_t fittingShift(const Operands<Element> &operands) {
-    return kernelsOf<Operation, Element>(simd::kernels()).fittingShift(operands.a, operands.b, operands.n);
+    return kernelsOf<Operation, Element>(simd::kernels()).fittingShift(operands);
 }
 
 template <class Element>
@@ -107,7 +110,7 @@ int32_t scaledFromFirstToLast(const Operands<Element> &operands) {
         dst.set(i, exact);
         if (exact < dst.lowest || exact > dst.highest) {
             const int32_t own = simd::shiftFor<Element>(simd::magnitudeBits(exact));
-            const int32_t shift = std::max(own, fittingShift<Operation>(operands.part(i + 1, n - i - 1)));
+            const int32_t shift = std::max(own, fittingShift<Operation>(partOf(operands, i + 1, n - i - 1)));
             shiftStored<Element>(dst, 0, i, shift);
             dst.set(i, exact >> shift);
             for (size_t j = i + 1; j < n; ++j)
@@ -131,7 +134,7 @@ template <class Operation, class Element>
 int32_t automatic(const Operands<Element> &operands) {
     if (!Operation::template looksAhead<Element>) {
         const bool orderShows =
-            Operation::scalesFromLastToFirst ? operands.step() < operands.n : !operands.areApart();
+            Operation::scalesFromLastToFirst ? stepOf(operands) < operands.n : !areApart(operands);
         if (orderShows) return scaledInOrder<Operation>(operands);
     }
     const int32_t shift = fittingShift<Operation>(operands);
@@ -201,9 +204,8 @@ void apply(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, i
 
 template <class Operation>
 void apply(Source<float> a, Source<float> b, float *dst, int32_t len) {
-    inParts<Operation>(operandsOf<float>(a, b, {dst}, len), [](auto kernel, const Operands<float> &part) {
-        kernel(part.a, part.b, part.dst, part.n);
-    });
+    inParts<Operation>(operandsOf<float>(a, b, {dst}, len),
+                       [](auto kernel, const Operands<float> &part) { kernel(part); });
 }
 template <class Operation>
 void apply(const float *src1, const float *src2, float *dst, int32_t len) {

@@ -328,11 +328,11 @@ QZK_API int32_t QZ_FreeTable(void **table);
  * | `scaleMode` | Stored | `*scaleFactor` |
  * |---|---|---|
  * | #QZ_ScaleWrap | low bits of the result | set to 0 |
- * | #QZ_ScaleFixed | low bits of the result shifted right by `*scaleFactor` bits, or left by its negation
- * where it is negative | only read | | #QZ_ScaleAuto | every result shifted right by the least number of bits
- * that makes all of them fit | set to that number | | any other value | result clamped to the range of the
- * element | set to 0 |
+ * | #QZ_ScaleFixed | low bits of the result shifted by k | k, only read |
+ * | #QZ_ScaleAuto | result shifted by the least k of 0 or more by which all results fit | set to k |
+ * | any other value | result clamped to the range of the element | set to 0 |
  *
+ * A shift by k goes to the right, or by -k bits to the left where k is negative.
  * Shifts are mathematical, whatever the count: 32 bits to the left leave 0, to the right the sign. They are
  * arithmetic, with one exception: products of 16-bit elements shift to the right as unsigned 32-bit values. A
  * difference of unsigned elements (y, n) has no automatic scale: #QZ_ScaleAuto saturates, a negative
@@ -345,8 +345,8 @@ QZK_API int32_t QZ_FreeTable(void **table);
  * An operand may be the destination itself. Where operands overlap otherwise, results are computed and stored
  * one by one, from the last element to the first, with these additions for #QZ_ScaleAuto:
  *  - Sums and differences (t, w, and sums of y) are stored unscaled until the first one that does not fit.
- *    Then those stored are shifted right by 1, and the rest, that one included, is computed and stored
- * shifted by 1.
+ *    Then those stored are shifted by 1, and the rest, that one included, is computed and stored shifted
+ * by 1.
  *  - Sums of nibbles are all examined before the first one is stored.
  *  - Products are stored from the first element to the last, up to and including the first that does not fit,
  *    of which the low bits are stored. The shift is found from that product and from the ones behind it, as

@@ -44,31 +44,29 @@ void magnitudes(Source<T> src, Target<T> dst, size_t n) {
     produce(dst.first, n, UnaryBlock<T, Magnitude<T>>{src.first, {}});
 }
 
-/// `single` shifts one nibble, in a byte that the vector shares; two at a time they shift as bytes do.
-template <class Element, class Policy, class Single>
-QZK_INLINE void shiftAll(Target<Element> srcDst, size_t n, Policy policy, Single single) {
-    if constexpr (std::is_same_v<Element, Nibble>) {
-        const auto blockAt = [=](size_t i) __attribute__((always_inline)) {
-            return UnaryBlock<uint8_t, Policy>{srcDst.from(i).first, policy};
-        };
-        produceNibbles(srcDst, n, blockAt, single);
-    } else {
-        produce(srcDst.first, n, UnaryBlock<Element, Policy>{srcDst.first, policy});
-    }
+/// Nibbles of whole bytes shift two at a time; `single` shifts one in a byte that the vector shares.
+template <class Policy, class Single>
+QZK_INLINE void shiftAll(Target<Nibble> srcDst, size_t n, Policy policy, Single single) {
+    const WholeBytes whole(srcDst, n);
+    uint8_t *const bytes = srcDst.from(whole.before).first;
+    if (whole.after != 0) srcDst.set(n - 1, single(srcDst.get(n - 1)));
+    produce(bytes, whole.bytes, UnaryBlock<uint8_t, Policy>{bytes, policy});
+    if (whole.before != 0) srcDst.set(0, single(srcDst.get(0)));
+}
+
+template <class T, class Policy, class Single>
+QZK_INLINE void shiftAll(Elements<T> srcDst, size_t n, Policy policy, Single) {
+    produce(srcDst.first, n, UnaryBlock<T, Policy>{srcDst.first, policy});
 }
 
 template <class Element>
 void shiftLeft(Target<Element> srcDst, size_t n, int32_t count) {
-    const auto single = [=](size_t i) __attribute__((always_inline)) {
-        return static_cast<int32_t>(static_cast<uint32_t>(srcDst.get(i)) << count);
-    };
-    shiftAll<Element>(srcDst, n, LeftShift<Element>(count), single);
+    shiftAll(srcDst, n, LeftShift<Element>(count), ShiftedLeft{count});
 }
 
 template <class Element>
 void shiftRight(Target<Element> srcDst, size_t n, int32_t count) {
-    const auto single = [=](size_t i) __attribute__((always_inline)) { return srcDst.get(i) >> count; };
-    shiftAll<Element>(srcDst, n, RightShift<Element>(count), single);
+    shiftAll(srcDst, n, RightShift<Element>(count), ShiftedRight{count});
 }
 
 template <class Element>

@@ -8,6 +8,24 @@
 
 namespace qzk::simd {
 
+namespace {
+
+struct ShiftedLeft {
+    std::int32_t count;
+
+    [[gnu::always_inline]] std::int32_t operator()(std::int32_t value) const {
+        return static_cast<std::int32_t>(static_cast<std::uint32_t>(value) << count);
+    }
+};
+
+struct ShiftedRight {
+    std::int32_t count;
+
+    [[gnu::always_inline]] std::int32_t operator()(std::int32_t value) const { return value >> count; }
+};
+
+} // namespace
+
 /// The plain form goes from the last element to the first. That of a level reads ahead of its writes, so it
 /// takes operands where no write reaches an element that is read later in that order.
 template <class Element>

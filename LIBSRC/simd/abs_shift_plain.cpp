@@ -22,21 +22,16 @@ void magnitudesOfFloats(Source<float> src, Target<float> dst, size_t n) {
         setElement(to, i, elementAt(from, i) & 0x7FFFFFFF);
 }
 
-template <class Element>
-void shiftLeft(Target<Element> srcDst, size_t n, int32_t count) {
+template <class Element, class Shifted>
+void shift(Target<Element> srcDst, size_t n, int32_t count) {
+    const Shifted shifted = {count};
     for (size_t i = n; i-- > 0;)
-        srcDst.set(i, static_cast<int32_t>(static_cast<std::uint32_t>(srcDst.get(i)) << count));
-}
-
-template <class Element>
-void shiftRight(Target<Element> srcDst, size_t n, int32_t count) {
-    for (size_t i = n; i-- > 0;)
-        srcDst.set(i, srcDst.get(i) >> count);
+        srcDst.set(i, shifted(srcDst.get(i)));
 }
 
 template <class Element>
 void installShifts(ShiftKernels<Element> &kernels) {
-    kernels = {shiftLeft<Element>, shiftRight<Element>};
+    kernels = {shift<Element, ShiftedLeft>, shift<Element, ShiftedRight>};
 }
 
 template <class Element>

@@ -176,22 +176,65 @@ struct ShiftRightBeyond {
     }
 };
 
+template <class T>
+struct VectorOperand {
+    const T *first;
+
+    template <class Load>
+    [[gnu::always_inline]] Lanes<T> at(Load load, size_t i) const {
+        return load(first + i);
+    }
+};
+
+template <class T>
+struct RepeatedOperand {
+    const T *block;
+    Lanes<T> all = LoadAll{}(block);
+
+    [[gnu::always_inline]] Lanes<T> at(LoadAll, size_t) const { return all; }
+    [[gnu::always_inline]] Lanes<T> at(LoadFew load, size_t) const { return load(block); }
+};
+
+/// Both halves of the bytes of a block of RepeatedNibble.
+struct RepeatedNibbleOperand {
+    Bytes all;
+
+    template <class Load>
+    [[gnu::always_inline]] NibblePairs at(Load, size_t) const {
+        return {all, all};
+    }
+};
+
+/// Calls work with the first operand as one that reads a vector or as one that keeps a scalar. There is a
+/// loop for each: computing addresses with the step costs more than the arithmetic.
+template <class T, class Work>
+QZK_INLINE auto withOperand(Elements<const T> a, Work work) {
+    return a.step == 0 ? work(RepeatedOperand<T>{a.first}) : work(VectorOperand<T>{a.first});
+}
+template <class Work>
+QZK_INLINE auto withOperand(Nibbles<const uint8_t> a, Work work) {
+    return a.step == 0 ? work(RepeatedNibbleOperand{splat(static_cast<uint8_t>(a.get(0)))})
+                       : work(AlignedNibbles(a));
+}
+
 /// The results of a policy on two operands.
-template <class T, class Policy>
+template <class A, class T, class Policy>
 struct ElementBlock {
-    Source<T> a, b;
+    A a;
+    VectorOperand<T> b;
     Policy policy;
 
     template <class Load>
     [[gnu::always_inline]] auto at(Load load, size_t i) const {
-        return policy(load(a.first + i * a.step), load(b.first + i));
+        return policy(a.at(load, i), b.at(load, i));
     }
 };
 
 /// The same for both nibbles of whole destination bytes.
-template <class Policy>
+template <class A, class Policy>
 struct NibbleBlock {
-    AlignedNibbles a, b;
+    A a;
+    AlignedNibbles b;
     Policy policy;
 
     template <class Load>
@@ -202,20 +245,27 @@ struct NibbleBlock {
 };
 
 /// `single` does one nibble, in the bytes that the destination shares.
-template <class Element, class Policy, class Single>
-QZK_INLINE void produceAll(Source<Element> a, Source<Element> b, Target<Element> dst, size_t n, Policy policy,
-                           Single single) {
-    if constexpr (std::is_same_v<Element, Nibble>) {
-        const auto blockAt = [=](size_t i) __attribute__((always_inline)) {
-            return NibbleBlock<Policy>{AlignedNibbles(a.from(i)), AlignedNibbles(b.from(i)), policy};
-        };
-        const auto singleAt = [=](size_t i) __attribute__((always_inline)) {
-            return single(a.get(i), b.get(i));
-        };
-        produceNibbles(dst, n, blockAt, singleAt);
-    } else {
-        produce(dst.first, n, ElementBlock<Element, Policy>{a, b, policy});
-    }
+template <class Policy, class Single>
+QZK_INLINE void produceAll(const Operands<Nibble> &operands, Policy policy, Single single) {
+    const auto [a, b, dst, n] = operands;
+    const WholeBytes whole(dst, n);
+    if (whole.after != 0) dst.set(n - 1, single(a.get(n - 1), b.get(n - 1)));
+    withOperand(
+        a.from(whole.before), [&](auto first) __attribute__((always_inline)) {
+            const NibbleBlock<decltype(first), Policy> block = {first, AlignedNibbles(b.from(whole.before)),
+                                                                policy};
+            produce(dst.from(whole.before).first, whole.bytes, block);
+        });
+    if (whole.before != 0) dst.set(0, single(a.get(0), b.get(0)));
+}
+
+template <class T, class Policy, class Single>
+QZK_INLINE void produceAll(const Operands<T> &operands, Policy policy, Single) {
+    withOperand(
+        operands.a, [&](auto first) __attribute__((always_inline)) {
+            const ElementBlock<decltype(first), T, Policy> block = {first, {operands.b.first}, policy};
+            produce(operands.dst.first, operands.n, block);
+        });
 }
 
 /// Elements whose lanes the results of one element are computed in.
@@ -229,16 +279,16 @@ struct ComputedIn<Nibble> {
 };
 
 template <class Operation, class Element>
-void fixed(Source<Element> a, Source<Element> b, Target<Element> dst, size_t n, int32_t shift) {
+void fixed(const Operands<Element> &operands, int32_t shift) {
     using T = typename ComputedIn<Element>::type;
     const Fixed<Operation, Element> single = {shift};
     // Nothing is left of any lane after 32 bits.
     const int32_t count = shift < -32 ? 32 : shift > 32 ? 32 : shift < 0 ? -shift : shift;
-    if (shift < 0) return produceAll<Element>(a, b, dst, n, ShiftLeft<Operation, T>(count), single);
-    if (shift == 0) return produceAll<Element>(a, b, dst, n, Wrap<Operation, T>{}, single);
+    if (shift < 0) return produceAll(operands, ShiftLeft<Operation, T>(count), single);
+    if (shift == 0) return produceAll(operands, Wrap<Operation, T>{}, single);
     if constexpr (std::is_same_v<Operation, Multiply> && std::is_same_v<T, int16_t>)
-        if (shift > 16) return produceAll<Element>(a, b, dst, n, ShiftRightBeyond(count), single);
-    produceAll<Element>(a, b, dst, n, ShiftRight<Operation, T>(count), single);
+        if (shift > 16) return produceAll(operands, ShiftRightBeyond(count), single);
+    produceAll(operands, ShiftRight<Operation, T>(count), single);
 }
 
 template <class Operation>
@@ -250,12 +300,12 @@ struct ClampNibbles {
 };
 
 template <class Operation, class Element>
-void saturated(Source<Element> a, Source<Element> b, Target<Element> dst, size_t n) {
+void saturated(const Operands<Element> &operands) {
     const Saturated<Operation, Element> single = {};
     if constexpr (std::is_same_v<Element, Nibble>)
-        produceAll<Element>(a, b, dst, n, ClampNibbles<Operation>{}, single);
+        produceAll(operands, ClampNibbles<Operation>{}, single);
     else
-        produceAll<Element>(a, b, dst, n, Clamp<Operation, Element>{}, single);
+        produceAll(operands, Clamp<Operation, Element>{}, single);
 }
 
 // What tells the shift that makes all results fit: bits whose union over all results is enough.
@@ -296,9 +346,10 @@ struct Excess<Multiply, int16_t> {
 };
 
 /// Both results of a byte's nibbles, which are exact in bytes.
-template <class Operation>
+template <class A, class Operation>
 struct NibbleExcess {
-    AlignedNibbles a, b;
+    A a;
+    AlignedNibbles b;
 
     template <class Load>
     [[gnu::always_inline]] Words at(Load load, size_t i) const {
@@ -309,19 +360,27 @@ struct NibbleExcess {
 };
 
 template <class Operation, class T>
-int32_t fittingShift(Source<T> a, Source<T> b, size_t n) {
+int32_t fittingShift(const Operands<T> &operands) {
     using Bits = Excess<Operation, T>;
-    return Bits::shiftOf(unite(unite<T>(n, ElementBlock<T, Bits>{a, b, {}})));
+    return withOperand(
+        operands.a, [&](auto first) __attribute__((always_inline)) {
+            const ElementBlock<decltype(first), T, Bits> block = {first, {operands.b.first}, {}};
+            return Bits::shiftOf(unite(unite<T>(operands.n, block)));
+        });
 }
 
 template <class Operation>
-int32_t fittingShiftOfNibbles(Source<Nibble> a, Source<Nibble> b, size_t n) {
+int32_t fittingShiftOfNibbles(const Operands<Nibble> &operands) {
+    const auto [a, b, dst, n] = operands;
     const size_t even = n / 2 * 2;
     std::uint32_t bits = 0;
     if (even < n) bits = magnitudeBits(Operation::exact(a.get(even), b.get(even)));
-    const std::uint32_t pairs =
-        unite(unite<uint8_t>(even / 2, NibbleExcess<Operation>{AlignedNibbles(a), AlignedNibbles(b)}));
-    return shiftFor<Nibble>((bits | pairs | pairs >> 8) & 0xFF);
+    bits |= withOperand(
+        a, [&](auto first) __attribute__((always_inline)) {
+            const NibbleExcess<decltype(first), Operation> block = {first, AlignedNibbles(b)};
+            return unite(unite<uint8_t>(even / 2, block));
+        });
+    return shiftFor<Nibble>((bits | bits >> 8) & 0xFF);
 }
 
 template <class Operation>
@@ -332,8 +391,9 @@ struct Exactly {
 };
 
 template <class Operation>
-void floats(Source<float> a, Source<float> b, Target<float> dst, size_t n) {
-    produce(dst.first, n, ElementBlock<float, Exactly<Operation>>{a, b, {}});
+void floats(const Operands<float> &operands) {
+    const auto nothing = [] {};
+    produceAll(operands, Exactly<Operation>{}, nothing);
 }
 
 template <class Operation, class Element>

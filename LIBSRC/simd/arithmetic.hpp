@@ -8,19 +8,26 @@
 
 namespace qzk::simd {
 
-/// The forms of one operation on integers. Result i is the operation of a[i] and b[i], exact before it is
-/// fitted to the element; a may repeat one element. The plain forms go from the last element to the first,
+/// What an operation works on: result i is that of a[i] and b[i]. a may repeat one element.
+template <class Element>
+struct Operands {
+    Source<Element> a, b;
+    Target<Element> dst;
+    std::size_t n;
+};
+
+/// The forms of one operation on integers, whose results are exact before they are fitted to the element. The
+/// plain forms go from the last element to the first,
 /// overlapping operands included. Those of a level read ahead of their writes, so they take operands where no
 /// write reaches an element that is read later in that order.
 template <class Element>
 struct ScaledKernels {
     /// Shifted by `shift` bits, to the right where it is positive; the low bits are stored.
-    void (*fixed)(Source<Element> a, Source<Element> b, Target<Element> dst, std::size_t n,
-                  std::int32_t shift);
+    void (*fixed)(const Operands<Element> &operands, std::int32_t shift);
     /// Clamped to the range of the element.
-    void (*saturated)(Source<Element> a, Source<Element> b, Target<Element> dst, std::size_t n);
+    void (*saturated)(const Operands<Element> &operands);
     /// The least right shift by which every result fits; null for an operation without automatic scale.
-    std::int32_t (*fittingShift)(Source<Element> a, Source<Element> b, std::size_t n);
+    std::int32_t (*fittingShift)(const Operands<Element> &operands);
 };
 
 template <class Element>
@@ -30,7 +37,7 @@ struct ElementKernels {
 
 template <>
 struct ElementKernels<float> {
-    using Form = void (*)(Source<float> a, Source<float> b, Target<float> dst, std::size_t n);
+    using Form = void (*)(const Operands<float> &operands);
     Form add, subtract, multiply;
 };
 

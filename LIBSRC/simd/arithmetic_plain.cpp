@@ -7,32 +7,33 @@ using std::int32_t;
 using std::size_t;
 
 template <class Element, class Fit>
-void produce(Source<Element> a, Source<Element> b, Target<Element> dst, size_t n, Fit fit) {
+void produce(const Operands<Element> &operands, Fit fit) {
+    const auto [a, b, dst, n] = operands;
     for (size_t i = n; i-- > 0;)
         dst.set(i, fit(a.get(i), b.get(i)));
 }
 
 template <class Operation, class Element>
-void fixed(Source<Element> a, Source<Element> b, Target<Element> dst, size_t n, int32_t shift) {
-    produce<Element>(a, b, dst, n, Fixed<Operation, Element>{shift});
+void fixed(const Operands<Element> &operands, int32_t shift) {
+    produce(operands, Fixed<Operation, Element>{shift});
 }
 
 template <class Operation, class Element>
-void saturated(Source<Element> a, Source<Element> b, Target<Element> dst, size_t n) {
-    produce<Element>(a, b, dst, n, Saturated<Operation, Element>{});
+void saturated(const Operands<Element> &operands) {
+    produce(operands, Saturated<Operation, Element>{});
 }
 
 template <class Operation, class Element>
-int32_t fittingShift(Source<Element> a, Source<Element> b, size_t n) {
+int32_t fittingShift(const Operands<Element> &operands) {
     std::uint32_t bits = 0;
-    for (size_t i = 0; i < n; ++i)
-        bits |= magnitudeBits(Operation::exact(a.get(i), b.get(i)));
+    for (size_t i = 0; i < operands.n; ++i)
+        bits |= magnitudeBits(Operation::exact(operands.a.get(i), operands.b.get(i)));
     return shiftFor<Element>(bits);
 }
 
 template <class Operation>
-void floats(Source<float> a, Source<float> b, Target<float> dst, size_t n) {
-    produce<float>(a, b, dst, n, Operation::template exact<float>);
+void floats(const Operands<float> &operands) {
+    produce(operands, Operation::template exact<float>);
 }
 
 template <class Operation, class Element>

@@ -168,8 +168,12 @@ QZK_INLINE void produce(T *dst, std::size_t n, Block block) {
     }
     const std::size_t start = -reinterpret_cast<std::uintptr_t>(dst) % sizeof(Lanes<T>) / sizeof(T);
     const std::size_t end = start + (n - start) / lanes * lanes;
-    const Lanes<T> head = block.at(LoadAll{}, 0);
-    const Lanes<T> tail = block.at(LoadAll{}, n - lanes);
+    const bool ragged = start > 0 || end < n;
+    Lanes<T> head = {}, tail = {};
+    if (ragged) {
+        head = block.at(LoadAll{}, 0);
+        tail = block.at(LoadAll{}, n - lanes);
+    }
 
     std::size_t i = end;
     for (; i >= start + unrolled; i -= unrolled) {
@@ -184,8 +188,10 @@ QZK_INLINE void produce(T *dst, std::size_t n, Block block) {
     }
     for (; i > start; i -= lanes)
         put(dst + i - lanes, block.at(LoadAll{}, i - lanes));
-    if (end < n) put(dst + n - lanes, tail);
-    if (start > 0) put(dst, head);
+    if (ragged) {
+        put(dst + n - lanes, tail);
+        put(dst, head);
+    }
 }
 
 /// The union of the bits of all n results, which are Words.
@@ -232,35 +238,32 @@ QZK_INLINE Bytes packed(NibblePairs pairs) {
 class AlignedNibbles {
 public:
     [[gnu::always_inline]] explicit AlignedNibbles(Source<Nibble> nibbles)
-        : first_(nibbles.first), step_(nibbles.step), next_(nibbles.skipped),
-          toHigh_(shiftCount(nibbles.skipped == 0 ? 4 : 0)),
+        : first_(nibbles.first), next_(nibbles.skipped), toHigh_(shiftCount(nibbles.skipped == 0 ? 4 : 0)),
           toLow_(shiftCount(nibbles.skipped == 0 ? 0 : 4)) {}
 
     /// The pairs of the destination bytes from i on.
     template <class Load>
     [[gnu::always_inline]] NibblePairs at(Load load, std::size_t i) const {
-        const std::uint8_t *const from = first_ + i * step_;
         const Bytes nibble = splat<std::uint8_t>(0x0F);
-        return {(Bytes)QZK_INTRINSIC(srl_epi16)((Integers)load(from), toHigh_) & nibble,
-                (Bytes)QZK_INTRINSIC(srl_epi16)((Integers)load(from + next_), toLow_) & nibble};
+        return {(Bytes)QZK_INTRINSIC(srl_epi16)((Integers)load(first_ + i), toHigh_) & nibble,
+                (Bytes)QZK_INTRINSIC(srl_epi16)((Integers)load(first_ + next_ + i), toLow_) & nibble};
     }
 
 private:
     const std::uint8_t *first_;
-    std::size_t step_, next_;
+    std::size_t next_;
     __m128i toHigh_, toLow_;
 };
 
-/// Writes n nibbles from the last to the first: block makes those of whole bytes, blockAt(i) being the block
-/// whose first byte holds nibble i; single(i) makes the one of a byte that the destination shares.
-template <class BlockAt, class Single>
-QZK_INLINE void produceNibbles(Target<Nibble> dst, std::size_t n, BlockAt blockAt, Single single) {
-    if (n == 0) return;
-    const std::size_t begin = dst.skipped, bytes = (n - begin) / 2;
-    if ((n - begin) % 2 != 0) dst.set(n - 1, single(n - 1));
-    produce(dst.from(begin).first, bytes, blockAt(begin));
-    if (begin != 0) dst.set(0, single(0));
-}
+/// The bytes of n nibbles that belong to them with both halves.
+struct WholeBytes {
+    std::size_t before; // nibbles before the first whole byte, 0 or 1
+    std::size_t bytes;
+    std::size_t after; // nibbles behind the last one, 0 or 1
+
+    [[gnu::always_inline]] WholeBytes(Target<Nibble> nibbles, std::size_t n)
+        : before(n != 0 ? nibbles.skipped : 0), bytes((n - before) / 2), after((n - before) % 2) {}
+};
 
 } // namespace
 } // namespace qzk::simd
