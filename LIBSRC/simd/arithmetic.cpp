@@ -247,7 +247,9 @@ struct NibbleBlock {
 /// `single` does one nibble, in the bytes that the destination shares.
 template <class Policy, class Single>
 QZK_INLINE void produceAll(const Operands<Nibble> &operands, Policy policy, Single single) {
-    const auto [a, b, dst, n] = operands;
+    const auto a = operands.a, b = operands.b;
+    const auto dst = operands.dst;
+    const size_t n = operands.n;
     const WholeBytes whole(dst, n);
     if (whole.after != 0) dst.set(n - 1, single(a.get(n - 1), b.get(n - 1)));
     withOperand(
@@ -371,8 +373,8 @@ int32_t fittingShift(const Operands<T> &operands) {
 
 template <class Operation>
 int32_t fittingShiftOfNibbles(const Operands<Nibble> &operands) {
-    const auto [a, b, dst, n] = operands;
-    const size_t even = n / 2 * 2;
+    const auto a = operands.a, b = operands.b;
+    const size_t n = operands.n, even = n / 2 * 2;
     std::uint32_t bits = 0;
     if (even < n) bits = magnitudeBits(Operation::exact(a.get(even), b.get(even)));
     bits |= withOperand(
