@@ -195,8 +195,9 @@ QZK_API int32_t QZStdError(int32_t status, const char *funcName, const char *mes
 
 /**
  * Message-box handler: shows the report with OK and Cancel; Cancel ends the process at once, without exit
- * handlers. #QZ_ErrorModeLeaf shows a second box that offers the same with Yes and No. Codes other than -1
- * and -8 are recorded as the status. #QZ_ErrorModeSilent shows nothing.
+ * handlers. #QZ_ErrorModeLeaf shows a second box that offers the same with Yes and No. Trace records (-1 and
+ * -8) have boxes too, under the text of the status as it is; other codes are recorded as the status first.
+ * #QZ_ErrorModeSilent shows nothing.
  *
  * Outside Windows the boxes are shown by `zenity`, `kdialog` or `xmessage`, the first on `PATH` that works,
  * where `DISPLAY` or `WAYLAND_DISPLAY` is set; otherwise the questions are asked on the controlling terminal.
@@ -232,7 +233,8 @@ QZK_API int32_t QZWinError(int32_t status, const char *funcName, const char *mes
  * single row. A count of 0 gives an empty vector, which has to be released too.
  *
  * On failure everything obtained is released, #QZ_StsNoMem is reported ("The pointers vector can not be
- * allocated" or "Current vector can not be allocated") and the result is null.
+ * allocated" or "Current vector can not be allocated", for bits "Current float vector can not be allocated")
+ * and the result is null.
  * @param count number of rows
  * @param len elements per row
  * @return the row pointers, to be released with any of the `QZ?Free2` functions and the same count; or null
@@ -277,7 +279,7 @@ QZK_API int32_t QZ_Free2(void **array, int32_t count);
  *
  * On failure #QZ_StsNoMem is reported ("The pointers vector can not be allocated" or "2D array vector can
  * not be allocated") and the result is null. After the second of these the vector of pointers stays
- * allocated.
+ * allocated; for bytes (y) it is reported under the name `QZnAllocTable`.
  * @param rows number of rows
  * @param len elements per row
  * @return the row pointers, to be released with any of the `QZ?FreeTable` functions; or null

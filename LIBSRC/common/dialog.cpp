@@ -77,16 +77,13 @@ Answer run(const char *path, const char *const *arguments) {
     if (pipe2(channel, O_CLOEXEC) != 0) return Answer::none;
 
     // No handler of the caller may run in the process in between.
-    sigset_t all, callers, child;
+    sigset_t all, callers;
     sigfillset(&all);
-    sigemptyset(&child);
-    sigaddset(&child, SIGCHLD);
     pthread_sigmask(SIG_SETMASK, &all, &callers);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
     posix_spawnattr_setsigmask(&attributes, &callers);
-    posix_spawnattr_setsigdefault(&attributes, &child);
 
     const pid_t between = fork();
     if (between == 0) {

@@ -325,6 +325,23 @@ TEST(RowSize, LargeSizesDoNotWrap) {
     EXPECT_EQ(0x10000000u, secondRequest([] { return QZbAlloc2(1, INT32_MAX); }));
 }
 
+char farBlock;
+void *allocateFar(std::size_t bytes) { return bytes > 4096 ? &farBlock : std::malloc(bytes); }
+void releaseFar(void *block) {
+    if (block != &farBlock) std::free(block);
+}
+
+TEST(RowSize, RowsBeyondTwoGigabytes) {
+    if (sizeof(void *) < 8) GTEST_SKIP();
+    const Heap previous = setHeap({allocateFar, releaseFar});
+    float **const table = QZsAllocTable(3, INT32_MAX);
+    const auto address = [=](int row) { return reinterpret_cast<std::uintptr_t>(table[row]); };
+    EXPECT_EQ(0x1FFFFFFFCu, address(1) - address(0));
+    EXPECT_EQ(0x1FFFFFFFCu, address(2) - address(1));
+    QZsFreeTable(table);
+    setHeap(previous);
+}
+
 template <auto Free, class T>
 int32_t freeErased(void **array, int32_t count) {
     return Free(reinterpret_cast<T **>(array), count);

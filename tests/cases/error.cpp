@@ -230,6 +230,26 @@ TEST_F(ErrorFrame, ConsoleShowsAnyCode) {
     EXPECT_EQ(5, QZGetStatus());
 }
 
+TEST_F(ErrorFrame, ConsoleWritesEveryPartAtOnce) {
+    int packets[2];
+    ASSERT_EQ(0, pipe2(packets, O_DIRECT)); // keeps writes apart
+    const int kept = dup(STDERR_FILENO);
+    dup2(packets[1], STDERR_FILENO);
+    QZStdError(-5, "f", "m", "s", 3);
+    QZStdError(-8, "f", "m", "s", 3);
+    dup2(kept, STDERR_FILENO);
+    close(kept);
+    close(packets[1]);
+    std::vector<std::string> writes;
+    char buffer[256];
+    for (ssize_t got; (got = read(packets[0], buffer, sizeof buffer)) > 0;)
+        writes.emplace_back(buffer, static_cast<std::size_t>(got));
+    close(packets[0]);
+    EXPECT_EQ((std::vector<std::string>{"QZK Error: Bad argument \n\tin function\n", "\t[s:3]", ":f",
+                                        "():\n\tm", "\n", "\tcalled from\n", "\t[s:3]", ":f", "(m)", "\n"}),
+              writes);
+}
+
 TEST_F(ErrorFrame, OtherModesReport) {
     for (const int32_t mode : {3, -1, 1}) {
         QZSetErrMode(mode);
@@ -463,6 +483,19 @@ TEST_F(MessageBox, LeafModeAsksASecondTime) {
               calls());
 }
 
+TEST_F(MessageBox, LeafModeAsksTwiceForTraceRecordsToo) {
+    addProgram("zenity", 0, 1);
+    QZSetErrMode(QZ_ErrorModeLeaf);
+    QZSetStatus(-4);
+    report(-1);
+    report(-8);
+    EXPECT_EQ((std::vector<Arguments>{zenity("called from\n[s:1]:f():\nm", "QZK Error: Out of memory"),
+                                      zenity(secondText, "QZK Error: Out of memory", false),
+                                      zenity("called from\n[s:1]:f(m)", "QZK Error: Out of memory"),
+                                      zenity(secondText, "QZK Error: Out of memory", false)}),
+              calls());
+}
+
 TEST_F(MessageBox, OtherModesAskOnce) {
     addProgram("zenity", 0, 0);
     for (const int32_t mode : {1, 3, -1}) {
@@ -525,6 +558,14 @@ TEST_F(MessageBox, AProgramThatCannotRunOrIsKilledIsSkipped) {
     addProgram("xmessage", 0);
     report(-5);
     EXPECT_EQ(std::vector<std::string>{"xmessage"}, programs());
+}
+
+TEST_F(MessageBox, ProgramsRunWithTheCallersSignals) {
+    std::ofstream(directory() / "zenity") << "#!/bin/sh\nkill -TERM $$\nexit 0\n";
+    fs::permissions(directory() / "zenity", fs::perms::owner_all);
+    addProgram("kdialog", 0);
+    report(-5);
+    EXPECT_EQ(std::vector<std::string>{"kdialog"}, programs());
 }
 
 TEST_F(MessageBox, SearchesTheWholePath) {
@@ -614,12 +655,11 @@ struct Session {
 
 /// Reports -5 with the message-box handler on a terminal of its own, where `keys` are typed. Exit code 7
 /// tells that the handler returned.
-Session onTerminal(int32_t mode, const std::string &keys) {
+Session onTerminal(int32_t mode, const std::string &keys, const char *display = nullptr) {
     int terminal;
     const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
     if (child == 0) {
-        unsetenv("DISPLAY");
-        unsetenv("WAYLAND_DISPLAY");
+        const ScopedVariable variable("DISPLAY", display), wayland("WAYLAND_DISPLAY", nullptr);
         // The question has to find the terminal without the standard streams. One descriptor stays open on
         // it, or its other end would see it hang up.
         dup(STDIN_FILENO);
@@ -646,6 +686,15 @@ TEST_F(MessageBox, WithoutADesktopTheTerminalIsAsked) {
     const Session session = onTerminal(QZ_ErrorModeReport, "o\n");
     EXPECT_NE(std::string::npos, session.screen.find(firstBox)) << session.screen;
     EXPECT_EQ(7, session.exit);
+}
+
+TEST_F(MessageBox, WhereEveryProgramFailsTheTerminalIsAsked) {
+    for (const char *const name : {"zenity", "kdialog", "xmessage"})
+        addProgram(name, 2);
+    const Session session = onTerminal(QZ_ErrorModeReport, "c\n", ":0");
+    EXPECT_NE(std::string::npos, session.screen.find(firstBox)) << session.screen;
+    EXPECT_EQ(128 + SIGABRT, session.exit);
+    EXPECT_EQ(3u, calls().size());
 }
 
 TEST_F(MessageBox, TerminalAnswers) {
