@@ -82,7 +82,7 @@ std::vector<std::string> labelsOf(const std::vector<Utterance> &references) {
     for (const Utterance &reference : references)
         labels.push_back(reference.label);
     std::ranges::sort(labels, naturalLess);
-    labels.erase(std::ranges::unique(labels).begin(), labels.end());
+    labels.erase(std::unique(labels.begin(), labels.end()), labels.end());
     return labels;
 }
 
