@@ -227,19 +227,18 @@ std::int64_t longestReference(std::int32_t nTest, std::int64_t band) {
     return atLeastZero(2 * atLeastZero(nTest) - 1 + band);
 }
 
+double euclideanDistance(const float *a, const float *b, std::int32_t dim) { return QZsL2Norm(a, b, dim, 1); }
+
 template <class Pattern>
 simd::WarpTest warpTest(const WorkArrays<Pattern> &work, const float *const *frames, std::int32_t nTest,
                         std::int32_t dim, std::int32_t mode, double threshold) {
     const bool cityBlock = (mode & QZ_DTWCityBlock) != 0;
-    const auto distance = cityBlock ? QZsL1Norm : [](const float *a, const float *b, std::int32_t n) {
-        return QZsL2Norm(a, b, n, 1);
-    };
     return {frames,
             nTest,
             dim,
             (mode & QZ_DTWThreshold) != 0 ? threshold : simd::deadCell,
             cityBlock,
-            distance,
+            cityBlock ? QZsL1Norm : euclideanDistance,
             work.accumulated.get() + 2,
             work.local.get(),
             work.horizontal.get() + 2,

@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <numeric>
 #include <string>
@@ -27,6 +28,9 @@ std::vector<const T *> pointersTo(const std::vector<std::vector<T>> &rows) {
         pointers.push_back(row.data());
     return pointers;
 }
+
+/// A heap that has blocks of up to 64 MiB.
+void *allocateSmall(std::size_t bytes) { return bytes > 0x4000000 ? nullptr : std::malloc(bytes); }
 
 /// The two stores under one set of names.
 struct Words {
@@ -243,8 +247,10 @@ TYPED_TEST(PatternStore, PatternsWithoutFrames) {
 
 TYPED_TEST(PatternStore, SizesBeyondTheAddressSpaceAreRefused) {
     const typename TypeParam::Element *const none = nullptr;
+    const Heap previous = setHeap({allocateSmall, std::free});
     EXPECT_EQ(-1, TypeParam::ini(&none, std::numeric_limits<int32_t>::max(), -1));
     EXPECT_EQ(-1, TypeParam::ini(&none, 1, -1));
+    setHeap(previous);
     EXPECT_EQ(0, TypeParam::count());
     ASSERT_EQ(4u, this->reports.all().size());
     EXPECT_EQ(this->noMemory(), this->reports.all()[1]);
@@ -606,9 +612,6 @@ TEST_F(Warping, ChangesThroughGetReachTheEvaluation) {
     evaluate({id}, {1, 2, 3}, QZ_DTWNoBand);
     EXPECT_EQ(Scores{2.0}, scores);
 }
-
-/// A heap that has blocks of up to 64 MiB.
-void *allocateSmall(std::size_t bytes) { return bytes > 0x4000000 ? nullptr : std::malloc(bytes); }
 
 TEST_F(Warping, BandsThatNoMemoryIsThereFor) {
     const int32_t id = add({1, 2, 3});

@@ -16,10 +16,14 @@ namespace {
 class WarpLevels : public LevelTest {};
 INSTANTIATE_TEST_SUITE_P(Levels, WarpLevels, testing::ValuesIn(availableLevels()), levelTestName);
 
-double distanceOf(const float *a, const float *b, int32_t dim, bool cityBlock) {
-    const auto &kernels = simd::kernelsOf(simd::Level::plain).distance.ofFloats;
-    const auto n = static_cast<std::size_t>(dim);
-    return cityBlock ? kernels.cityBlock(a, b, n) : std::sqrt(kernels.squaredEuclidean(a, b, n));
+const auto &plainDistances() { return simd::kernelsOf(simd::Level::plain).distance.ofFloats; }
+
+double euclidean(const float *a, const float *b, int32_t dim) {
+    return std::sqrt(plainDistances().squaredEuclidean(a, b, static_cast<std::size_t>(dim)));
+}
+
+double cityBlockDistance(const float *a, const float *b, int32_t dim) {
+    return plainDistances().cityBlock(a, b, static_cast<std::size_t>(dim));
 }
 
 /// One test and one reference with all the room that scoring needs.
@@ -56,9 +60,7 @@ struct Problem {
                 dim,
                 threshold,
                 cityBlock,
-                cityBlock
-                    ? [](const float *a, const float *b, int32_t d) { return distanceOf(a, b, d, true); }
-                    : [](const float *a, const float *b, int32_t d) { return distanceOf(a, b, d, false); },
+                cityBlock ? cityBlockDistance : euclidean,
                 accumulated.data() + 2,
                 local.data(),
                 horizontal.data() + 2,

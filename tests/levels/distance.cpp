@@ -80,11 +80,14 @@ TEST_P(DistanceLevels, DiagonalMahalanobisOfWordsBeyondExactSums) {
     Random random;
     for (const std::size_t n : {63u, 64u, 65u, 500u, 20000u}) {
         Operands<int16_t> x(random, n, 0);
+        std::vector<int16_t> a(n), weights(n);
         for (std::size_t i = 0; i < n; ++i) {
-            x.a.data()[i] = static_cast<int16_t>(random.integer(32000, 32767));
-            x.b.data()[i] = -32768;
-            x.weights.data()[i] = random.bits() % 8 == 0 ? -32768 : 32767;
+            a[i] = static_cast<int16_t>(random.integer(32000, 32767));
+            weights[i] = random.bits() % 8 == 0 ? -32768 : 32767;
         }
+        x.a.assign(a);
+        x.b.assign(std::vector<int16_t>(n, -32768));
+        x.weights.assign(weights);
         SCOPED_TRACE(testing::Message() << "length " << n << ", seed " << seed());
         expectPlain(GetParam(), x, n);
     }
@@ -117,12 +120,14 @@ TEST_P(DistanceLevels, FullMahalanobisBeyondExactSums) {
     Random random;
     for (const std::size_t n : {40u, 130u, 300u}) {
         Operands<int16_t> x(random, n, n);
+        std::vector<int16_t> a(n);
         for (std::size_t i = 0; i < n; ++i) {
-            x.a.data()[i] = static_cast<int16_t>(random.integer(32000, 32767));
-            x.b.data()[i] = -32768;
+            a[i] = static_cast<int16_t>(random.integer(32000, 32767));
             for (auto &weight : x.matrix[i])
                 weight = static_cast<int16_t>(random.integer(-32768, 32767) | 0x4001);
         }
+        x.a.assign(a);
+        x.b.assign(std::vector<int16_t>(n, -32768));
         SCOPED_TRACE(testing::Message() << "size " << n << ", seed " << seed());
         expectPlain(GetParam(), x, n);
     }
