@@ -1075,7 +1075,7 @@ QZK_API void QZFreeFftTbls(void);
  * anew.
  *
  * The float form leaves the frame as it is for a `len` below 2. When there is no memory for the coefficients
- * it reports #QZ_StsNoMem and leaves frame and cache alone.
+ * it reports #QZ_StsNoMem and leaves the frame as it is.
  *
  * @param[in,out] srcDst `len` samples of any range
  * @param len number of samples

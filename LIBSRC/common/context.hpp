@@ -28,7 +28,7 @@ struct WindowContext {
     } sCoeff;
 };
 
-/// Tables per FFT order. Each slot holds the raw heap block; users round it up to fftAlignment.
+/// Tables per FFT order. Each slot holds the raw heap block; users round it up to `alignment`.
 struct FftContext {
     static constexpr int orders = 33;
     static constexpr std::size_t alignment = 32;

@@ -252,6 +252,52 @@ TEST(Buffers, FreeingARecordFreesTheFactorsOfAllRecords) {
     EXPECT_EQ(before + 1, heap.requests());
 }
 
+TEST(Buffers, RecordsOfOneShapeShareTheFactors) {
+    FailingHeap heap;
+    const std::vector<float> spectrum(257, 1.0f);
+    const Bank first = makeBank(mel24), second = makeBank(mel24);
+    cepstrumOf(first, 0, spectrum, 13);
+    const int before = heap.requests();
+    cepstrumOf(second, 0, spectrum, 13);
+    EXPECT_EQ(before + 2, heap.requests()) << "filter sums and spectrum alone";
+}
+
+TEST(Buffers, OfTheShortFormFollowTheRecord) {
+    FailingHeap heap;
+    const std::vector<std::int16_t> samples(512, 7);
+    std::vector<std::int16_t> dst(13);
+    const auto run = [&](const Bank &bank) {
+        int32_t scale;
+        QZwCepstralMFCC(0, samples.data(), bank.get(), dst.data(), 13, 0, &scale);
+    };
+    Bank small = makeShortBank(mel20), large = makeShortBank(mel24);
+    run(small);
+    const std::size_t seen = heap.events().size();
+    run(large);
+    std::vector<std::size_t> bytes;
+    for (std::size_t i = seen; i < heap.events().size(); ++i)
+        if (heap.events()[i].kind == FailingHeap::Event::allocated) bytes.push_back(heap.events()[i].bytes);
+    ASSERT_EQ(5u, bytes.size()) << "both of its own, then what the float form takes";
+    EXPECT_EQ(512 * sizeof(float), bytes[0]);
+    EXPECT_EQ(13 * sizeof(float), bytes[1]);
+
+    // Neither an unused record nor the float form's release takes them away.
+    const int live = heap.live();
+    small.reset();
+    EXPECT_EQ(live - 3, heap.live()) << "record, filters, factors";
+    const int requests = heap.requests();
+    run(large);
+    EXPECT_EQ(requests + 1, heap.requests()) << "factors";
+    QZsFreeMFCCFilters(large.release());
+    EXPECT_EQ(2, heap.live());
+    makeShortBank(mel20);
+    EXPECT_EQ(2, heap.live());
+    Bank last = makeShortBank(mel20);
+    run(last);
+    last.reset();
+    EXPECT_EQ(0, heap.live());
+}
+
 TEST(Buffers, ShortForm) {
     FailingHeap heap;
     {

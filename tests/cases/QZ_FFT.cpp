@@ -220,6 +220,37 @@ TEST_F(FftReports, DirectionBits) {
     }
 }
 
+TEST_F(FftReports, OtherFlagBitsMeanNothing) {
+    const RecordedReports reports;
+    constexpr int32_t others = ~(QZ_FORWARD | QZ_INVERSE | QZ_NOSCALE);
+    for (const Transform &transform : transforms)
+        for (const int32_t flags : {QZ_FORWARD, QZ_INVERSE, QZ_INVERSE | QZ_NOSCALE}) {
+            auto expected = before, data = before;
+            transform.run(expected.data(), 3, flags);
+            transform.run(data.data(), 3, flags | others);
+            EXPECT_TRUE(sameBits(expected, data)) << transform.name << ", flags " << flags;
+        }
+    EXPECT_EQ(Reports{}, reports.all());
+}
+
+TEST_F(FftReports, NotInPlaceFormsCopyFirstAndReportAsTheInPlaceOnes) {
+    const auto complexNip = [](const float *src, float *dst, int32_t order, int32_t flags) {
+        QZcFftNip(reinterpret_cast<const QZComplexFloat *>(src), reinterpret_cast<QZComplexFloat *>(dst),
+                  order, flags);
+    };
+    void (*const forms[])(const float *, float *, int32_t, int32_t) = {complexNip, QZsRealFftNip,
+                                                                       QZsCcsFftNip};
+    RecordedReports reports;
+    for (std::size_t i = 0; i < std::size(forms); ++i) {
+        reports.clear();
+        std::vector<float> dst(before.size());
+        forms[i](before.data(), dst.data(), i == 0 ? 3 : 4, 0);
+        EXPECT_EQ((Reports{{QZ_StsBadArg, transforms[i].name, neither, file, transforms[i].neitherLine}}),
+                  reports.all());
+        EXPECT_TRUE(sameBits(before, dst)) << transforms[i].name;
+    }
+}
+
 TEST_F(FftReports, TablesAreFetchedBeforeTheFlagsAreChecked) {
     const RecordedReports reports;
     Points data(8);
@@ -443,6 +474,20 @@ TEST_F(FftTables, ComputedDirectly) {
 TEST_F(FftTables, DerivedFromTheNextOrder) {
     for (int order = 16; order >= 0; --order)
         expectTables(order);
+}
+
+/// The entries are the same bits either way; a changed one shows where they come from.
+TEST_F(FftTables, EvenEntriesOfTheNextOrderAreTaken) {
+    FftContext &fft = QZ_GetContext()->Fft;
+    const auto change = [](void *slot, std::size_t entry, float value) {
+        static_cast<QZComplexFloat *>(alignUp(slot, FftContext::alignment))[entry] = {value, -value};
+    };
+    QZcGetFftTwdTbl(5);
+    change(fft.twiddle[5], 6, 77);
+    QZGetRealFftTwdTbl(5);
+    change(fft.realFft[5], 6, 99);
+    const QZComplexFloat *twiddle = QZcGetFftTwdTbl(4), *real = QZGetRealFftTwdTbl(4);
+    EXPECT_TRUE(sameBits({77, -77, 99, -99}, parts({twiddle[3], real[3]})));
 }
 
 TEST_F(FftTables, SmallOnes) {

@@ -1,4 +1,5 @@
 // The windows' literal coefficients, the rules of their caches, pre-emphasis, and every report.
+#include "common/context.hpp"
 #include "qzk.h"
 #include "support/bits.hpp"
 #include "support/failing_heap.hpp"
@@ -78,6 +79,53 @@ TEST(WindowCoefficients, KeepTheShortenedTwoPi) {
     EXPECT_EQ(0x1.a3e5b8p-4f, windowOf(QZsWinHamming, 21)[1]);
 }
 
+TEST(WindowCoefficients, AreKeptForEachWindowByItself) {
+    for (const WindowExports &window : windows)
+        window.freeShort();
+    FailingHeap heap;
+    const float middles[] = {0.54f, 0.75f, 0.5f, 0.34f};
+    for (int run = 0; run < 2; ++run)
+        for (std::size_t i = 0; i < std::size(windows); ++i) {
+            EXPECT_NEAR(middles[i], windowOf(windows[i].apply, 5)[1], 1e-7) << windows[i];
+            int16_t sample = 1;
+            int32_t scale;
+            windows[i].applyShort(&sample, 1, QZ_ScaleSaturate, &scale);
+        }
+    EXPECT_EQ(8, heap.requests()) << "a table and a buffer for each";
+    for (const WindowExports &window : windows) {
+        const int live = heap.live();
+        window.freeShort();
+        EXPECT_EQ(live - 2, heap.live()) << window;
+    }
+}
+
+TEST(WindowCoefficients, StateOfTheCache) {
+    QZsFreeWinHammingTbls();
+    const auto &cache = QZ_GetContext()->Hamming.sCoeff;
+    const auto expectState = [&](int32_t current, int32_t count, int32_t length) {
+        EXPECT_EQ(current, cache.current);
+        EXPECT_EQ(count, cache.count);
+        EXPECT_EQ(length, cache.lengths[cache.current]);
+    };
+    const auto apply = [](std::size_t n) { windowOf(QZsWinHamming, n); };
+    expectState(0, 0, 0);
+    apply(6);
+    expectState(0, 1, 6);
+    apply(9);
+    expectState(1, 2, 9);
+    apply(6);
+    expectState(0, 2, 6);
+    apply(1); // needs no table
+    expectState(0, 2, 6);
+    apply(9);
+    QZsFreeWinHammingTbls();
+    expectState(0, 0, 0);
+    for (int i = 0; i < WindowContext::maxTables; ++i) {
+        EXPECT_EQ(0, cache.lengths[i]);
+        EXPECT_EQ(nullptr, cache.tables[i]);
+    }
+}
+
 class WindowTest : public testing::TestWithParam<WindowExports> {
 protected:
     ~WindowTest() override { GetParam().freeShort(); }
@@ -148,8 +196,9 @@ TEST_P(WindowTest, FreeingAnEmptyCacheIsHarmless) {
 TEST_P(WindowTest, ShortFormWorksOnAGrowingBuffer) {
     int32_t scale = 77;
     Shorts data(9, 1000);
-    GetParam().applyShort(data.data(), 9, 0, &scale);
+    EXPECT_EQ(0, GetParam().applyShort(data.data(), 9, 0, &scale));
     EXPECT_EQ(0, scale);
+    EXPECT_EQ(36u, heap_.events()[0].bytes);
     const auto coefficients = windowOf(GetParam().apply, 9);
     for (std::size_t k = 0; k < 9; ++k)
         EXPECT_EQ(static_cast<int>(1000.0f * coefficients[k]), data[k]);
@@ -164,6 +213,16 @@ TEST_P(WindowTest, ShortFormWorksOnAGrowingBuffer) {
     GetParam().freeShort();
     EXPECT_EQ(0, heap_.live());
     EXPECT_TRUE(reports_.all().empty());
+}
+
+TEST_P(WindowTest, FloatFreeFunctionLeavesTheBufferOfTheShortForm) {
+    int32_t scale;
+    Shorts data(9, 1000);
+    GetParam().applyShort(data.data(), 9, 0, &scale);
+    GetParam().free();
+    EXPECT_EQ(1, heap_.live());
+    GetParam().applyShort(data.data(), 9, 0, &scale);
+    EXPECT_EQ(3, heap_.requests()) << "only the table anew";
 }
 
 TEST_P(WindowTest, ShortFormPassesTheScaleModeOn) {
@@ -264,6 +323,16 @@ TEST_P(WindowFailureTest, ShortForm) {
         GetParam().freeShort();
         EXPECT_EQ(0, heap.live());
     }
+}
+
+/// A client's handler need not record the status: then the short form goes on, without a window.
+TEST_P(WindowFailureTest, ShortFormLooksAtNothingButTheStatus) {
+    QZRedirectError([](int32_t, const char *, const char *, const char *, int32_t) { return int32_t{0}; });
+    FailingHeap heap(1);
+    Shorts data = {10, -20, 30};
+    int32_t scale = 1;
+    EXPECT_EQ(0, GetParam().applyShort(data.data(), 3, QZ_ScaleFixed, &scale));
+    EXPECT_EQ((Shorts{5, -10, 15}), data);
 }
 
 TEST_P(WindowFailureTest, LostBufferIsAskedForAgain) {
@@ -369,7 +438,8 @@ TEST(PreEmphasizeShorts, OtherScaleModesWorkInFloat) {
     RecordedReports reports;
     int32_t scale = 1;
     Shorts v = {1000, 30000, -30000};
-    QZwPreemphasize(v.data(), 1.0f, 3, QZ_ScaleFixed, &scale);
+    EXPECT_EQ(0, QZwPreemphasize(v.data(), 1.0f, 3, QZ_ScaleFixed, &scale));
+    EXPECT_EQ(12u, heap.events()[0].bytes);
     EXPECT_EQ((Shorts{500, 14500, -30000}), v);
     EXPECT_EQ(1, scale);
     v = {1000, 30000, -30000};
