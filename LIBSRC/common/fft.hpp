@@ -26,9 +26,9 @@ void QZcFftCore(QZComplexFloat *x, std::int64_t n, std::int32_t sign, const QZCo
 bool QZcBitRevPermute(QZComplexFloat *x, std::int32_t order);
 
 /// What follows the flag checks of every transform of 2^order complex points: core, permutation, and the
-/// product of all parts with `scale` unless that is 1. False as QZcBitRevPermute.
+/// product of all parts with `factor` unless that is 1. False as QZcBitRevPermute.
 bool transformComplex(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const QZComplexFloat *twiddle,
-                      double scale);
+                      double factor);
 
 /// Between the transform of h = n/2 complex points and the packed spectrum of n real samples; the table is
 /// QZGetRealFftTwdTbl of order log2 n.

@@ -154,7 +154,6 @@ QZK_INLINE Butterfly times(Butterfly y, Factors w) { return {y.y0, y.y1 * w.w1, 
 
 /// The products of the column in the middle of a block.
 QZK_INLINE Butterfly timesEighthRoots(Butterfly y) {
-    constexpr double sqrtHalf = 0.7071067781186547; // kept: as in the plain version
     return {y.y0,
             {(y.y1.re + y.y1.im) * sqrtHalf, (y.y1.im - y.y1.re) * sqrtHalf},
             {y.y2.im, -y.y2.re},

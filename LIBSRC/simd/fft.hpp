@@ -25,6 +25,10 @@ struct LaneTwiddles {
 constexpr std::int32_t lowestLaneOrder = 5;
 constexpr std::size_t lowestLaneSplit = 8;
 
+/// Parts of the eighth roots of unity. kept: sqrt(0.5) is 0.70710678118...; results are defined with this
+/// value, which is 3e-9 less.
+constexpr double sqrtHalf = 0.7071067781186547;
+
 struct FftKernels {
     /// Transform into natural order of 2^order points, order >= lowestLaneOrder, all parts times `factor`;
     /// the same bits as core, permute and scale. Null at the plain level.

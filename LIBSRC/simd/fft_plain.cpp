@@ -68,10 +68,6 @@ struct Butterfly4 {
     }
 };
 
-/// Parts of the eighth roots of unity. kept: sqrt(0.5) is 0.70710678118...; results are defined with this
-/// value, which is 3e-9 less.
-constexpr double sqrtHalf = 0.7071067781186547;
-
 void pass4(QZComplexFloat *block, std::size_t quarter, const QZComplexFloat *twiddle, std::size_t stride) {
     for (std::size_t j = 0; j < quarter; ++j) {
         Butterfly4 y(block + j, quarter);

@@ -414,6 +414,10 @@ TEST(PreEmphasizeShorts, ValuesBeyond32BitsAre0) {
     EXPECT_EQ((Shorts{-32768, 0}), wrapping({-32768, 5}, 65536.0f)) << "2^31 + 5 does not";
     EXPECT_EQ((Shorts{32767, 5}), wrapping({32767, 5}, 65536.0f));
     EXPECT_EQ((Shorts{32767, 0}), wrapping({32767, 5}, 70000.0f));
+    // Fractions beyond the last integers of 32 bits are truncated before they are judged.
+    const float a = 65538.0078125f;
+    EXPECT_EQ((Shorts{32767, 1}), wrapping({32767, 254}, a)) << "-2147483647.99 becomes -2147483647";
+    EXPECT_EQ((Shorts{-32767, -1}), wrapping({-32767, -254}, a)) << "2147483647.99 becomes 2147483647";
 }
 
 TEST(PreEmphasizeShorts, IsExtendedPrecision) {
