@@ -2,6 +2,7 @@
 #include "common/memory.hpp"
 #include "common/overlap.hpp"
 #include "common/report.hpp"
+#include "common/unaligned.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
 #include "simd/truncation.hpp"
@@ -95,8 +96,8 @@ Search searchFor(Range<double> range) {
         return {Direction::down, std::fabs(minimum), -bottom<T>};
     }
     if (maximum == top<T> || minimum == bottom<T> || (minimum == 0.0 && maximum == 0.0)) return {};
-    const bool maximumIsNearer = minimum - bottom<T> >= top<T> - maximum;
-    if (maximum != 0.0 && (maximumIsNearer || minimum == 0.0)) return byMaximum(Direction::up);
+    const bool maximumIsNearer = minimum - bottom<T> >= top<T> - maximum; // true for a minimum of 0
+    if (maximum != 0.0 && maximumIsNearer) return byMaximum(Direction::up);
     return {Direction::up, -minimum, -bottom<T>};
 }
 
@@ -145,6 +146,15 @@ Range<double> rangeOf(const ConvertKernels &kernels, const double *src, std::siz
     return kernels.doubleRange(src, n);
 }
 
+/// Of the elements equal to an extreme the first, as the ordered search keeps it: zeros differ in their sign,
+/// which the message shows.
+template <class S>
+double firstEqual(const S *src, double extreme) {
+    while (elementAt(src, 0) != extreme)
+        ++src;
+    return elementAt(src, 0);
+}
+
 template <class S, class T>
 std::int32_t convertDown(const DownReports &self, simd::DownKernels<S, T> ConvertKernels::*member,
                          const S *src, T *dst, std::int32_t len, std::int32_t doScale,
@@ -170,8 +180,8 @@ std::int32_t convertDown(const DownReports &self, simd::DownKernels<S, T> Conver
         const Search search = searchFor<T>(range);
         if (isUnscalable<T>(search)) {
             std::snprintf(messageText, sizeof messageText,
-                          "Unscalable range [%16.8e %16.8e] too large in input vector", range.minimum,
-                          range.maximum);
+                          "Unscalable range [%16.8e %16.8e] too large in input vector",
+                          firstEqual(src, range.minimum), firstEqual(src, range.maximum));
             return report(QZ_StsNoConv, self.name, messageText, self.unscalableLine);
         }
         const auto found = scaleFactorBy(search);

@@ -114,6 +114,8 @@ TEST(ConvertDown, AutomaticScaleDown) {
     expectScaled<std::int16_t>(toShorts({65534.0f, 0.0f}, QZ_ScaleAuto), {16383, 0}, 2);
     expectScaled<std::int16_t>(toShorts({-65535.0f, 0.0f}, QZ_ScaleAuto), {-32767, 0}, 1);
     expectScaled<std::int16_t>(toShorts({32768.0f, -32768.0f}, QZ_ScaleAuto), {16384, -16384}, 1);
+    // Of equal magnitudes the maximum decides.
+    expectScaled<std::int16_t>(toShorts({65535.0f, -65535.0f}, QZ_ScaleAuto), {16383, -16383}, 2);
     // The negative limit decides and is kept: nothing has to be divided.
     expectScaled<std::int16_t>(toShorts({32767.5f, -32767.75f}, QZ_ScaleAuto), {32767, -32767}, 0);
 }
@@ -125,6 +127,22 @@ TEST(ConvertDown, AutomaticScaleUp) {
     expectScaled<std::int16_t>(toShorts({-0.99f, 0.5f}, QZ_ScaleAuto), {-32440, 16384}, -15);
     expectScaled<std::int16_t>(toShorts({-0.0f, -0.5f}, QZ_ScaleAuto), {0, -16384}, -15);
     expectScaled<std::int16_t>(toShorts({20000.0f}, QZ_ScaleAuto), {20000}, 0);
+    // Equally near to their limits: the maximum decides, and the minimum wraps.
+    expectScaled<std::int16_t>(toShorts({0.75f, -1.75f}, QZ_ScaleAuto), {24576, 8192}, -15);
+}
+
+TEST(ConvertDown, AutomaticScaleOfInts) {
+    const auto toInts = [](double value) {
+        return convert<double, std::int32_t>(QZdibConvertDown, {value, 0.0}, QZ_ScaleAuto);
+    };
+    EXPECT_EQ((std::vector<std::int32_t>{1073741823, 0}), toInts(4294967294.0).values);
+    EXPECT_EQ(2, toInts(4294967294.0).scale);
+    EXPECT_EQ((std::vector<std::int32_t>{-2147483647, 0}), toInts(-4294967295.0).values);
+    EXPECT_EQ(1, toInts(-4294967295.0).scale);
+    EXPECT_EQ((std::vector<std::int32_t>{INT32_MAX, 0}), toInts(2147483647.0).values);
+    EXPECT_EQ((std::vector<std::int32_t>{INT32_MIN, 0}), toInts(-2147483648.0).values);
+    EXPECT_EQ((std::vector<std::int32_t>{1 << 30, 0}), toInts(1.0).values);
+    EXPECT_EQ(-30, toInts(1.0).scale);
 }
 
 TEST(ConvertDown, AutomaticPlain) {
@@ -265,6 +283,90 @@ TEST(ConvertDown, UnscalableThresholds) {
     EXPECT_EQ(2030, reports.all()[3].line);
 }
 
+TEST(ConvertDown, UnscalableThresholdsOfVectors) {
+    const RecordedReports reports;
+    for (const double sign : {1.0, -1.0})
+        for (const double magnitude : {6.044444630632e23, std::nextafter(6.044444630632e23, 0.0)})
+            convert<double, std::int16_t>(QZdwbConvertDown, {1.0, sign * magnitude}, QZ_ScaleAuto);
+    for (const double sign : {1.0, -1.0})
+        for (const double magnitude : {3.961408123869e28, std::nextafter(3.961408123869e28, 0.0)})
+            convert<double, std::int32_t>(QZdibConvertDown, {1.0, sign * magnitude}, QZ_ScaleAuto);
+    std::vector<std::int32_t> lines;
+    for (const Report &report : reports.all())
+        lines.push_back(report.line);
+    EXPECT_EQ((std::vector<std::int32_t>{950, 995, 950, 995, 1837, 1882, 1837, 1882}), lines);
+}
+
+TEST(ConvertDown, UnscalableRangeShowsTheFirstOfEqualExtremes) {
+    const RecordedReports reports;
+    for (const float first : {0.0f, -0.0f})
+        for (const float far : {1e25f, -1e25f}) {
+            std::vector<float> src(40, -first);
+            src[0] = first;
+            src[35] = far;
+            toShorts(src, QZ_ScaleAuto);
+        }
+    std::vector<std::string> messages;
+    for (const Report &report : reports.all())
+        messages.push_back(report.message.substr(18, 33));
+    EXPECT_EQ(
+        (std::vector<std::string>{"  0.00000000e+00   9.99999956e+24", " -9.99999956e+24   0.00000000e+00",
+                                  " -0.00000000e+00   9.99999956e+24", " -9.99999956e+24  -0.00000000e+00"}),
+        messages);
+}
+
+const char *lastMessage;
+
+std::int32_t answer(std::int32_t, const char *, const char *message, const char *, std::int32_t) {
+    lastMessage = message;
+    return 0x12345678;
+}
+
+/// While it lives, reports are answered with a value that is no status.
+struct AnsweredReports {
+    AnsweredReports() { QZRedirectError(answer); }
+    ~AnsweredReports() { QZSetStdError(); }
+};
+
+template <class S, class T>
+void vectorAnswers(VectorForm<S, T> function) {
+    EXPECT_EQ(0x12345678, (convert<S, T>(function, {S(1)}, 4).returned));
+    EXPECT_EQ(0x12345678, (convert<S, T>(function, {S(1e30)}, QZ_ScaleAuto).returned));
+    EXPECT_EQ(0x12345678, (convert<S, T>(function, {S(1e-30)}, QZ_ScaleAuto).returned));
+}
+
+template <class S>
+void scalarAnswers(ScalarForm<S> function) {
+    std::int32_t scale = untouched;
+    EXPECT_EQ(0x12340000, function(S(1), 4, &scale));
+    EXPECT_EQ(0x12340000, function(S(1e30), QZ_ScaleAuto, &scale));
+    EXPECT_EQ(0x12340000, function(S(1e-30), QZ_ScaleAuto, &scale));
+    EXPECT_EQ(untouched, scale);
+}
+
+TEST(ConvertDown, ReturnsTheAnswerOfTheHandler) {
+    const AnsweredReports reports;
+    vectorAnswers<float, std::int16_t>(QZswbConvertDown);
+    vectorAnswers<float, std::int32_t>(QZsibConvertDown);
+    vectorAnswers<double, std::int16_t>(QZdwbConvertDown);
+    vectorAnswers<double, std::int32_t>(QZdibConvertDown);
+    scalarAnswers<float>(QZswConvertDown);
+    scalarAnswers<float>(QZsiConvertDown);
+    scalarAnswers<double>(QZdwConvertDown);
+    scalarAnswers<double>(QZdiConvertDown);
+}
+
+TEST(ConvertDown, MessagesStayReadableUntilTheNext) {
+    const AnsweredReports reports;
+    std::int32_t scale = untouched;
+    QZswConvertDown(1.0f, 12, &scale);
+    const char *const message = lastMessage;
+    EXPECT_STREQ("Unknown value  12 for doScale", message);
+    QZdiConvertDown(1e30, QZ_ScaleAuto, &scale);
+    EXPECT_EQ(message, lastMessage);
+    EXPECT_STREQ("Unscalable value   1.00000000e+30, magnitude too large", message);
+}
+
 template <class S>
 std::pair<std::int32_t, std::int32_t> scalar(ScalarForm<S> function, S value, std::int32_t mode,
                                              std::int32_t scale = untouched) {
@@ -295,6 +397,36 @@ TEST(ConvertDown, Scalars) {
     EXPECT_EQ(Pair(INT32_MAX, 0), scalar(QZdiConvertDown, 2147483647.0, 2));
     EXPECT_EQ(Pair(1, 0), scalar(QZdiConvertDown, 4294967297.0, 0));
     EXPECT_EQ(Pair(INT32_MAX, 0), scalar(QZsiConvertDown, 3e9f, 3));
+}
+
+template <class S>
+void scalarSpecials(ScalarForm<S> function, std::int32_t lowest, std::int32_t highest,
+                    const Report &failedSearch) {
+    using Pair = std::pair<std::int32_t, std::int32_t>;
+    const RecordedReports reports;
+    for (const S value : {S(infinity), -S(infinity), S(notANumber), -S(notANumber)}) {
+        EXPECT_EQ(Pair(0, 0), scalar(function, value, QZ_ScaleWrap));
+        EXPECT_EQ(Pair(0, 5), scalar(function, value, QZ_ScaleFixed, 5));
+        EXPECT_EQ(Pair(std::signbit(value) ? lowest : highest, 0), scalar(function, value, QZ_ScaleSaturate));
+    }
+    EXPECT_TRUE(reports.all().empty());
+    EXPECT_EQ(Pair(-65536, untouched), scalar(function, S(notANumber), QZ_ScaleAuto));
+    EXPECT_EQ(std::vector<Report>{failedSearch}, reports.all());
+}
+
+TEST(ConvertDown, ScalarsThatAreNotFinite) {
+    scalarSpecials<float>(QZswConvertDown, INT16_MIN, INT16_MAX,
+                          {-7, "QZswConvertDown", searchFailed, file, 645});
+    scalarSpecials<double>(QZdwConvertDown, INT16_MIN, INT16_MAX,
+                           {-7, "QZdwConvertDown", searchFailed, file, 1144});
+    scalarSpecials<float>(
+        QZsiConvertDown, INT32_MIN, INT32_MAX,
+        {-7, "QZsiConvertDown",
+         "Internal Error,                                    Binary Search could not find a "
+         "scaling factor",
+         file, 1587});
+    scalarSpecials<double>(QZdiConvertDown, INT32_MIN, INT32_MAX,
+                           {-7, "QZdiConvertDown", searchFailed, file, 2030});
 }
 
 TEST(ConvertUp, ScalesBack) {
@@ -412,6 +544,14 @@ TEST(ComplexShortConvert, GoesByWayOfFloat) {
     QZvwbConvert(src.data(), dst.data(), 2, 2 | 4, QZ_ScaleAuto, &scale);
     EXPECT_EQ((std::vector<std::int16_t>{2862, 19111, 0}), dst);
     EXPECT_EQ(-11, scale);
+}
+
+TEST(ComplexShortConvert, DestinationMayBeTheSource) {
+    std::int16_t values[] = {3, 4, -5, 12, 8, -15};
+    std::int32_t scale = untouched;
+    QZvwbConvert(reinterpret_cast<const QZComplexShort *>(values), values + 1, 3, 1, QZ_ScaleWrap, &scale);
+    EXPECT_EQ((std::vector<std::int16_t>{3, 5, 13, 17, 8, -15}),
+              std::vector<std::int16_t>(values, values + 6));
 }
 
 TEST(ComplexShortConvert, BadFlagsAndModes) {
