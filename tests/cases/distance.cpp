@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -140,6 +141,74 @@ TEST(WordDistances, ScaleModesReachTheConversion) {
     EXPECT_EQ(2147483647, QZwL2Norm(a, b, 3, 0, QZ_ScaleSaturate, &scale));
     EXPECT_EQ(0, scale);
     EXPECT_EQ(-2147483647 - 1, QZwDotP(a, b, 3, QZ_ScaleSaturate, &scale));
+}
+
+// Sums beyond 2^53 keep ones only if these come first. The large terms are multiples of 4.
+constexpr int16_t large = 32767, small = 0;
+
+int32_t lowBits(int64_t sum) { return static_cast<int32_t>(sum); }
+
+TEST(WordDistances, PlainSumsAddFromTheLastElementToTheFirst) {
+    constexpr std::size_t products = std::size_t{1} << 23;
+    std::vector<int16_t> a(products + 8, -32768);
+    std::fill(a.end() - 8, a.end(), int16_t{1});
+    const auto len = [](const auto &vector) { return static_cast<int32_t>(vector.size()); };
+    int32_t scale = 0;
+    EXPECT_EQ(8, QZwDotP(a.data(), a.data(), len(a), QZ_ScaleWrap, &scale));
+    std::reverse(a.begin(), a.end());
+    EXPECT_EQ(0, QZwDotP(a.data(), a.data(), len(a), QZ_ScaleWrap, &scale));
+
+    constexpr std::size_t squares = (std::size_t{1} << 21) + 256;
+    constexpr int64_t sum = int64_t{squares} * 65534 * 65534;
+    std::vector<int16_t> c(squares + 8, large), d(squares + 8, -large);
+    std::fill(c.end() - 8, c.end(), int16_t{1});
+    std::fill(d.end() - 8, d.end(), small);
+    EXPECT_EQ(lowBits(sum + 8), QZwL2Norm(c.data(), d.data(), len(c), 0, QZ_ScaleWrap, &scale));
+    std::reverse(c.begin(), c.end());
+    std::reverse(d.begin(), d.end());
+    EXPECT_EQ(lowBits(sum), QZwL2Norm(c.data(), d.data(), len(c), 0, QZ_ScaleWrap, &scale));
+}
+
+TEST(WordDistances, DiagonalMahalanobisAddsFromTheFirstElementToTheLast) {
+    constexpr std::size_t terms = 200;
+    constexpr int64_t sum = int64_t{terms} * 16384 * 65534 * 65534;
+    std::vector<int16_t> a(terms + 8, large), b(terms + 8, -large), diagonal(terms + 8, 16384);
+    std::fill(a.begin(), a.begin() + 8, int16_t{1});
+    std::fill(b.begin(), b.begin() + 8, small);
+    std::fill(diagonal.begin(), diagonal.begin() + 8, int16_t{1});
+    const auto distance = [&] {
+        int32_t scale = 0;
+        return QZwMahalanobisD(a.data(), b.data(), diagonal.data(), static_cast<int32_t>(a.size()), 0,
+                               QZ_ScaleWrap, &scale);
+    };
+    EXPECT_EQ(lowBits(sum + 8), distance());
+    std::reverse(a.begin(), a.end());
+    std::reverse(b.begin(), b.end());
+    std::reverse(diagonal.begin(), diagonal.end());
+    EXPECT_EQ(lowBits(sum), distance());
+}
+
+TEST(WordDistances, FullMahalanobisAddsRowByRow) {
+    // 136 large terms below the diagonal of 17 elements, 10 ones below that of 5.
+    constexpr std::size_t many = 17, few = 5, n = many + few;
+    constexpr int64_t sum = int64_t{136} * 16384 * 65534 * 65534;
+    for (const bool onesFirst : {true, false}) {
+        std::vector<int16_t> a(n), b(n);
+        std::vector<std::vector<int16_t>> matrix(n, std::vector<int16_t>(n));
+        const auto isOne = [&](std::size_t i) { return onesFirst ? i < few : i >= many; };
+        for (std::size_t i = 0; i < n; ++i) {
+            a[i] = isOne(i) ? int16_t{1} : large;
+            b[i] = isOne(i) ? small : int16_t{-large};
+            for (std::size_t j = 0; j < i; ++j)
+                if (isOne(i) == isOne(j)) matrix[i][j] = isOne(i) ? 1 : 16384;
+        }
+        std::vector<const int16_t *> rows;
+        for (const auto &row : matrix)
+            rows.push_back(row.data());
+        int32_t scale = 0;
+        EXPECT_EQ(lowBits(2 * (onesFirst ? sum + 10 : sum)),
+                  QZwMahalanobis(a.data(), b.data(), rows.data(), int32_t{n}, 0, QZ_ScaleWrap, &scale));
+    }
 }
 
 TEST(WordDistances, ReportOnlyWhatTheConversionReports) {
