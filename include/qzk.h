@@ -815,10 +815,10 @@ QZK_API int32_t QZwMahalanobis(const int16_t *src1, const int16_t *src2, const i
  * that the data fill the range; L is the largest integer when a maximum decides and the magnitude of the
  * lowest when a minimum does. Out of range, the larger magnitude decides; within it, the maximum or the
  * minimum that is nearer to its end of the range, the maximum when both are, but none that is 0. A maximum or
- * minimum that is exactly at its end, or only zeros, give k = 0. Not-a-numbers count as the first element
- * only. Two things are kept for the clients that rely on them: no factor beyond 63 is found, so that
- * magnitudes below some 2^-49 (16 bits) or 2^-33 (32 bits) are refused; and so are vectors of negative
- * numbers that are all next to zero, minimum + maximum >= -1, as their maximum decides.
+ * minimum that is exactly at its end, or only zeros, give k = 0. A not-a-number counts as the first element
+ * only, and finds no factor. Two things are kept for the clients that rely on them: no factor beyond 63 is
+ * found, so that magnitudes below some 2^-49 (16 bits) or 2^-33 (32 bits) are refused; and so are vectors of
+ * negative numbers that are all next to zero, minimum + maximum >= -1, as their maximum decides.
  *
  * Reported, with `dst` and `*scaleFactor` left as they are: #QZ_StsBadArg "Unknown value %3d for doScale";
  * #QZ_StsNoConv "Unscalable range [%16.8e %16.8e] too large in input vector" for magnitudes from
@@ -1302,11 +1302,12 @@ QZK_API void QZwFreeMFCCFilters(QZMFCCFilters *filters);
  * @brief Stores a copy of a 16-bit pattern.
  *
  * Its identifier is the smallest positive number that no pattern of the store has. Without memory the store
- * stays as it is and #QZ_StsNoMem is reported ("wPattern can not be allocated").
+ * stays as it is and #QZ_StsNoMem is reported ("wPattern can not be allocated", after the report of
+ * QZsAlloc2() where that failed).
  *
  * @param frames row pointers of `nFrames` frames
  * @param nFrames number of frames; 0 or less gives a pattern without frames
- * @param dim elements per frame
+ * @param dim elements per frame, 0 or more
  * @param scale the elements stand for their value times 2^scale; -64 to 64
  * @return the identifier, or -1
  */
@@ -1319,7 +1320,7 @@ QZK_API int32_t QZwPatternIni(const int16_t *const *frames, int32_t nFrames, int
  *
  * @param frames row pointers of `nFrames` frames
  * @param nFrames number of frames; 0 or less gives a pattern without frames
- * @param dim elements per frame
+ * @param dim elements per frame, 0 or more
  * @return the identifier, or -1
  */
 QZK_API int32_t QZsPatternIni(const float *const *frames, int32_t nFrames, int32_t dim);
@@ -1406,7 +1407,8 @@ QZK_API int32_t QZsPatternsNumber(void);
  *
  * With #QZ_DTWThreshold, partial paths that do not stay below the threshold are given up; a reference of
  * which nothing is left scores the threshold. A reference of another dimension, with less than N / 2 frames
- * (rounded up) or more than 2 N - 1 + B, and an identifier without a pattern score 3.4e38.
+ * (rounded up) or more than 2 N - 1 + B, and an identifier without a pattern score 3.4e38. In an empty store
+ * every identifier is reported as by QZsPatternGet().
  *
  * Without memory #QZ_StsNoMem is reported ("No memory for work arrays allocation") and `scores` is left as it
  * is.

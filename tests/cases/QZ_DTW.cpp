@@ -280,6 +280,28 @@ TYPED_TEST(PatternStore, EveryFailedAllocationLeavesTheStoreUnchanged) {
     EXPECT_EQ(TypeParam::letter == 'w' ? 6 : 4, failAt - 1);
 }
 
+TYPED_TEST(PatternStore, EverythingIsRequestedBeforeAnythingIsLookedAt) {
+    FailingHeap heap(0);
+    EXPECT_EQ(-1, this->add());
+    EXPECT_EQ(TypeParam::letter == 'w' ? 6 : 4, heap.requests());
+    EXPECT_EQ(std::vector<Report>{this->noMemory()}, this->reports.all());
+}
+
+TYPED_TEST(PatternStore, BlocksAreFreedBackToTheRecord) {
+    FailingHeap heap;
+    this->add();
+    const auto made = heap.events();
+    EXPECT_EQ(0, TypeParam::free(1));
+    // The float frames, then what was obtained before them.
+    std::vector<const void *> expected, freed;
+    for (auto event = made.rbegin(); event != made.rend(); ++event)
+        expected.push_back(event->block);
+    for (std::size_t i = made.size(); i < heap.events().size(); ++i)
+        freed.push_back(heap.events()[i].block);
+    EXPECT_EQ(expected, freed);
+    EXPECT_EQ(sizeof(typename TypeParam::Pattern), made[0].bytes);
+}
+
 TYPED_TEST(PatternStore, FailuresOfTheArrayAreReportedFirst) {
     const int array = TypeParam::letter == 'w' ? 3 : 1;
     {
@@ -355,6 +377,16 @@ TYPED_TEST(PatternStore, IdentifiersWhenListAndCountDisagree) {
     EXPECT_EQ(42, TypeParam::count());
 }
 
+TYPED_TEST(PatternStore, IdentifierIsTwoWhenTheCountForgetsARecord) {
+    this->add();
+    this->add();
+    TypeParam::free(1);
+    TypeParam::number() = 0;
+    EXPECT_EQ(2, this->add()) << "though 1 is free";
+    EXPECT_EQ((std::vector<int32_t>{2, 2}), this->order());
+    TypeParam::number() = 2;
+}
+
 TEST(PatternStores, AreIndependent) {
     const float s = 1;
     const int16_t w = 1;
@@ -369,6 +401,17 @@ TEST(PatternStores, AreIndependent) {
     EXPECT_EQ(0, QZsPatternsNumber());
     EXPECT_EQ(1, QZwPatternsNumber());
     EXPECT_EQ(0, QZwPatternFreeAll());
+}
+
+TEST(WordPatterns, UnknownIdentifierLeavesTheScale) {
+    const int16_t value = 1;
+    const int16_t *const row = &value;
+    const int32_t id = QZwPatternIni(&row, 1, 1, 5);
+    int16_t **frames = nullptr;
+    int32_t nFrames = 7, dim = 8, scale = 9;
+    EXPECT_EQ(0, QZwPatternGet(id + 1, &frames, &nFrames, &dim, &scale));
+    EXPECT_EQ(9, scale);
+    EXPECT_EQ(0, QZwPatternFree(id));
 }
 
 TEST(WordPatterns, FloatCopyHasTheScaleApplied) {
@@ -628,6 +671,31 @@ TEST_F(Warping, BandsThatNoMemoryIsThereFor) {
               reports.all());
 }
 
+/// Sizes of the first `count` requests.
+std::vector<std::size_t> requested(const FailingHeap &heap, std::size_t count) {
+    std::vector<std::size_t> bytes;
+    for (const auto &event : heap.events())
+        if (event.kind != FailingHeap::Event::released && bytes.size() < count) bytes.push_back(event.bytes);
+    return bytes;
+}
+
+TEST_F(Warping, WorkArraysOfTheFloatEvaluation) {
+    const int32_t id = add({1, 2, 3});
+    const FailingHeap heap;
+    evaluate({id, id, id, id}, {1, 2, 3}, 0, 0.0, -2);
+    // The longest reference has 2 * 3 - 1 + 2 frames.
+    EXPECT_EQ((std::vector<std::size_t>{9 * 8, 9 * 8, 9 * 4, 3 * 8, 4 * sizeof(void *)}), requested(heap, 5));
+    EXPECT_EQ(0, heap.live());
+}
+
+TEST_F(Warping, WorkArraysAreRequestedBeforeAnyIsLookedAt) {
+    const int32_t id = add({1, 2, 3});
+    const FailingHeap heap(0);
+    EXPECT_EQ(-1, evaluate({id}, {1, 2, 3}, 0));
+    EXPECT_EQ(5, heap.requests());
+    EXPECT_EQ(1u, reports.all().size()) << "no reference was looked up";
+}
+
 TEST_F(Warping, EveryFailedAllocationOfTheFloatEvaluation) {
     const int32_t id = add({1, 2, 3, 5});
     const auto rows = frames({1, 2, 4, 5});
@@ -722,6 +790,32 @@ TEST_F(WordWarping, UnknownIdentifiersCannotBeCompared) {
     EXPECT_EQ((std::vector<Report>{
                   {QZ_StsError, "QZwPatternPtrGet", "wPatterns have not been initialized.", file, 467}}),
               reports.all());
+}
+
+TEST_F(WordWarping, SearchStartsAtTheDoublePrecisionInfinity) {
+    // One frame, 1072850820 * 2^97 away: twice that lies between 3.4e38 in single and in double.
+    const int32_t brief = addWords({0, 0, 0}), id = addWords({-26500}, 97);
+    EXPECT_EQ(1, evaluateWords({brief, id}, {32740}, 112, QZ_DTWNoBand, 0, 0, QZ_ScaleSaturate));
+    const double score = 2.0 * 1072850820.0 * 0x1p97;
+    EXPECT_LT(static_cast<double>(3.4e38f), score);
+    EXPECT_GT(big, score);
+}
+
+TEST_F(WordWarping, WorkArrays) {
+    const int32_t id = addWords({1, 2, 3});
+    {
+        const FailingHeap heap;
+        evaluateWords({id, id, id, id}, {1, 2, 3}, 0, 0, 0, 0, QZ_ScaleWrap);
+        // The longest reference has 2 * 3 - 1 frames; then the test copy and the scores.
+        constexpr std::size_t pointer = sizeof(void *);
+        EXPECT_EQ(
+            (std::vector<std::size_t>{7 * 8, 5 * 8, 7 * 4, 3 * 8, 4 * pointer, 3 * pointer, 4, 4, 4, 4 * 8}),
+            requested(heap, 10));
+        EXPECT_EQ(0, heap.live());
+    }
+    const FailingHeap heap(0);
+    EXPECT_EQ(-1, evaluateWords({id}, {1, 2, 3}, 0, 0, 0, 0, QZ_ScaleWrap));
+    EXPECT_EQ(10, heap.requests());
 }
 
 TEST_F(WordWarping, EveryFailedAllocationOfTheWordEvaluation) {
