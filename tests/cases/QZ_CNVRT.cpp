@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -568,6 +569,24 @@ TEST(ComplexShortConvert, BadFlagsAndModes) {
     EXPECT_EQ((std::vector<Report>{{-5, "QZswbConvertDown", "Unknown value   9 for doScale", file, 523},
                                    {-5, "QZcsbConvert", "Bad flags", file, 2841}}),
               reports.all());
+}
+
+void *allocateFilled(std::size_t bytes) {
+    void *const block = std::malloc(bytes);
+    return block != nullptr ? std::memset(block, 0x44, bytes) : nullptr;
+}
+
+TEST(ComplexShortConvert, BadFlagsGiveZerosWhateverTheHeapHolds) {
+    const RecordedReports reports;
+    const QZComplexShort src[2] = {{3, 4}, {5, 12}};
+    std::int16_t dst[2] = {77, 77};
+    std::int32_t scale = untouched;
+    const Heap previous = setHeap({allocateFilled, std::free});
+    QZvwbConvert(src, dst, 2, 0, QZ_ScaleWrap, &scale);
+    setHeap(previous);
+    EXPECT_EQ(0, dst[0]);
+    EXPECT_EQ(0, dst[1]);
+    EXPECT_EQ(1u, reports.all().size());
 }
 
 TEST(ComplexShortConvert, LengthsBelowOne) {

@@ -340,6 +340,14 @@ TYPED_TEST(PatternStore, RecordWithoutCount) {
     TypeParam::number() = 1;
 }
 
+TYPED_TEST(PatternStore, OnlyACountOfZeroForbidsToFree) {
+    this->add();
+    TypeParam::number() = -3;
+    EXPECT_EQ(0, TypeParam::free(1));
+    EXPECT_EQ(-4, TypeParam::count());
+    EXPECT_TRUE(this->reports.all().empty());
+}
+
 TYPED_TEST(PatternStore, CountWithoutList) {
     this->add();
     auto *const pattern = TypeParam::list();
