@@ -1,4 +1,5 @@
-"""Prints the medians of benchmark results as a table of rows: ours, a peer's, and their ratio.
+"""Prints the medians of benchmark results as a table of rows: ours, a peer's, and the ratio of the
+peer's time to ours: above 1, ours is faster.
 
 A benchmark is named <row>/<who>[/<arguments>]; "qzk" is ours, and each other name is a peer of the same row and
 arguments. Arguments: result files in the JSON format of the benchmark library.
@@ -33,6 +34,11 @@ def readable(nanoseconds):
     return f"{nanoseconds:.3g} ns"
 
 
+def in_order(key):
+    """Rows by name, their arguments by value."""
+    return [(int(part), "") if part.isdigit() else (0, part) for part in re.split(r"(\d+)", key)]
+
+
 def main():
     measured = {}  # row and arguments -> who -> times
     for path in sys.argv[1:]:
@@ -40,9 +46,11 @@ def main():
             key = f"{row} {arguments}".strip()
             measured.setdefault(key, {}).setdefault(who, []).append(time)
 
+    if not measured:
+        sys.exit("no row matches the filter")
     lines = [("row", "ours", "peer", "", "ratio")]
-    for key, by_who in measured.items():
-        median = {who: statistics.median(values) for who, values in by_who.items()}
+    for key in sorted(measured, key=in_order):
+        median = {who: statistics.median(values) for who, values in sorted(measured[key].items())}
         ours = median.pop(OURS, None)
         shown = readable(ours) if ours is not None else ""
         for who, theirs in median.items() or [("", None)]:
