@@ -37,8 +37,7 @@ struct Operands {
     std::vector<const T *> rows;
 
     Operands(Random &random, std::size_t n, std::size_t matrixSize)
-        : a(n, random.bits() % 8 * sizeof(T)), b(n, random.bits() % 8 * sizeof(T) + 1),
-          weights(n, random.bits() % 8 * sizeof(T)) {
+        : a(n, someElements(random)), b(n, someElements(random) + 1), weights(n, someElements(random)) {
         a.assign(anyValues<T>(random, n));
         b.assign(anyValues<T>(random, n));
         weights.assign(anyValues<T>(random, n));
@@ -46,6 +45,11 @@ struct Operands {
             matrix.push_back(anyValues<T>(random, i + 1));
         for (const auto &row : matrix)
             rows.push_back(row.data());
+    }
+
+private:
+    static std::size_t someElements(Random &random) {
+        return static_cast<std::size_t>(random.integer(0, 7)) * sizeof(T);
     }
 };
 
