@@ -112,6 +112,10 @@ std::string labelOf(const fs::path &file) {
     return numbered ? stem.substr(0, first) : stem;
 }
 
+bool isCalled(const fs::path &file, const std::string &name) {
+    return name == labelOf(file) || name == file.filename() || name == file.stem() || name == file;
+}
+
 std::vector<fs::path> listFiles(const fs::path &fileOrDirectory) {
     std::error_code error;
     const fs::file_status status = fs::status(fileOrDirectory, error);

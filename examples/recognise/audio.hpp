@@ -23,7 +23,11 @@ Recording readRecording(const std::filesystem::path &file);
 /// and a number of the take), the whole stem of any other name.
 std::string labelOf(const std::filesystem::path &file);
 
-/// The files of a directory in the order of their names, or the file itself. Hidden files are left out.
+/// Whether a file is meant by its word, by its name with or without extension, or by its path.
+bool isCalled(const std::filesystem::path &file, const std::string &name);
+
+/// The files of a directory in the order of their names, or the file itself. Subdirectories and hidden files
+/// are left out.
 /// Throws InputError when there is none.
 std::vector<std::filesystem::path> listFiles(const std::filesystem::path &fileOrDirectory);
 

@@ -33,6 +33,7 @@ struct Result {
 
 struct Evaluation {
     std::string method;
+    std::size_t neighbours = 1;      ///< of a word's references decide together
     std::vector<std::string> labels; ///< sorted
     std::vector<std::filesystem::path> references;
     std::vector<Group> groups;

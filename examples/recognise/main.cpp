@@ -6,6 +6,7 @@
 #include "options.hpp"
 #include "progress.hpp"
 #include "report.hpp"
+#include "text.hpp"
 
 #include <algorithm>
 #include <chrono>
@@ -13,6 +14,7 @@
 #include <iostream>
 #include <optional>
 #include <unistd.h>
+#include <utility>
 
 namespace recognise {
 namespace {
@@ -36,6 +38,13 @@ std::vector<Input> listInputs(const std::vector<std::string> &arguments) {
             inputs.push_back({file, group, alone});
     }
     return inputs;
+}
+
+/// Throws InputError for a word or file name that is none of the tests.
+void checkShown(const std::vector<std::string> &show, const std::vector<Input> &tests) {
+    for (const std::string &name : show)
+        if (std::ranges::none_of(tests, [&](const Input &test) { return isCalled(test.file, name); }))
+            throw InputError("--show " + name + ": no test of this word or name");
 }
 
 /// Reads and analyses a file. A bad file of a directory is named and gives nothing; one that was asked for by
@@ -86,7 +95,12 @@ std::vector<std::string> labelsOf(const std::vector<Utterance> &references) {
     return labels;
 }
 
-/// Prints the line of each test as soon as it is known, in columns that fit all of them.
+std::string padded(const std::string &text, std::size_t width) {
+    return text + std::string(width - std::min(width, characters(text)), ' ');
+}
+
+/// Prints the line of each test as soon as it is known, in columns that fit all of them; the heading before
+/// the first.
 class Listing {
 public:
     Listing(const std::vector<Input> &inputs, const std::vector<std::string> &labels) {
@@ -96,17 +110,20 @@ public:
         }
         for (const std::string &label : labels)
             widen(recognisedWidth, label);
-        std::printf("%-*s  %-*s  %-*s  %7s  %7s\n", fileWidth, "file", expectedWidth, "expected",
-                    recognisedWidth, "recognised", "score", "margin");
     }
 
-    void print(const Result &result, const Evaluation &evaluation, std::size_t top) const {
-        std::printf("%-*s  %-*s  ", fileWidth, result.file.c_str(), expectedWidth, result.expected.c_str());
-        if (result.recognised.empty())
-            std::printf("%-*s  %7s  %7s", recognisedWidth, "-", "-", "-");
-        else
-            std::printf("%-*s  %7.3f  %7.3f", recognisedWidth, result.recognised.c_str(), result.score,
-                        result.margin);
+    void print(const Result &result, const Evaluation &evaluation, std::size_t top) {
+        if (!std::exchange(headed, true)) {
+            printWords("file", "expected", "recognised");
+            std::printf("  %8s  %7s\n", "distance", "margin");
+        }
+        if (result.recognised.empty()) {
+            printWords(result.file, result.expected, "-");
+            std::printf("  %8s  %7s", "-", "-");
+        } else {
+            printWords(result.file, result.expected, result.recognised);
+            std::printf("  %8.3f  %7.3f", result.score, result.margin);
+        }
         std::puts(result.right() ? "" : "  wrong");
         for (std::size_t k = 0; k < std::min(top, result.nearest.size()); ++k)
             std::printf("    %2zu. %7.3f  %s\n", k + 1, result.nearest[k].score,
@@ -114,19 +131,25 @@ public:
     }
 
 private:
-    static void widen(int &width, const std::string &text) {
-        width = std::max(width, static_cast<int>(text.size()));
+    static void widen(std::size_t &width, const std::string &text) {
+        width = std::max(width, characters(text));
     }
 
-    int fileWidth = 4, expectedWidth = 8, recognisedWidth = 10;
+    void printWords(const std::string &file, const std::string &expected,
+                    const std::string &recognised) const {
+        std::printf("%s  %s  %s", padded(file, fileWidth).c_str(), padded(expected, expectedWidth).c_str(),
+                    padded(recognised, recognisedWidth).c_str());
+    }
+
+    std::size_t fileWidth = 4, expectedWidth = 8, recognisedWidth = 10;
+    bool headed = false;
 };
 
-void recogniseTests(const Options &options, const FrontEnd &frontEnd, const Method &method,
-                    Evaluation &evaluation) {
-    const std::vector<Input> inputs = listInputs(options.tests);
+void recogniseTests(const Options &options, const std::vector<Input> &inputs, const FrontEnd &frontEnd,
+                    const Method &method, Evaluation &evaluation) {
     for (const std::string &argument : options.tests)
         evaluation.groups.push_back({argument});
-    const Listing listing(inputs, evaluation.labels);
+    Listing listing(inputs, evaluation.labels);
     Progress progress("tests", inputs.size());
     const bool listingOnTerminal = isatty(STDOUT_FILENO) == 1;
     for (const Input &input : inputs) {
@@ -156,8 +179,8 @@ void recogniseTests(const Options &options, const FrontEnd &frontEnd, const Meth
         if (!group.total) throw InputError(group.name + ": no usable recording in this directory");
 }
 
-void printCounts(const char *name, int width, std::size_t right, std::size_t total) {
-    std::printf("accuracy  %-*s  %zu of %zu  %.2f %%\n", width, name, right, total,
+void printCounts(const std::string &name, std::size_t width, std::size_t right, std::size_t total) {
+    std::printf("accuracy  %s  %zu of %zu  %.2f %%\n", padded(name, width).c_str(), right, total,
                 100.0 * static_cast<double>(right) / static_cast<double>(total));
 }
 
@@ -167,22 +190,27 @@ void printSummary(const Evaluation &evaluation) {
         unknown += !std::ranges::binary_search(evaluation.labels, result.expected, naturalLess);
 
     std::puts("");
-    int width = 5;
+    std::size_t width = 5;
     if (evaluation.groups.size() > 1)
         for (const Group &group : evaluation.groups)
-            width = std::max(width, static_cast<int>(group.name.size()));
+            width = std::max(width, characters(group.name));
     if (evaluation.groups.size() > 1)
         for (const Group &group : evaluation.groups)
-            printCounts(group.name.c_str(), width, group.right, group.total);
+            printCounts(group.name, width, group.right, group.total);
     printCounts("total", width, evaluation.right(), evaluation.results.size());
     std::printf("speed     %.1f s of sound in %.2f s: %.0f times real time\n", evaluation.speechSeconds,
                 evaluation.workSeconds, evaluation.timesRealTime());
-    if (unknown) std::printf("unknown   %zu tests of words without a reference, counted as wrong\n", unknown);
-    if (evaluation.skipped) std::printf("skipped   %zu files that could not be used\n", evaluation.skipped);
+    if (unknown)
+        std::printf("unknown   %s whose word has no reference, counted as wrong\n",
+                    counted(unknown, "test").c_str());
+    if (evaluation.skipped)
+        std::printf("skipped   %s that could not be used\n", counted(evaluation.skipped, "file").c_str());
 }
 
 void run(const Options &options) {
     if (!options.report.empty()) checkReportPlace(options.report);
+    const std::vector<Input> tests = listInputs(options.tests);
+    checkShown(options.show, tests);
     const std::unique_ptr<Method> method = makeMethod(options.method, {options.band});
     const FrontEnd frontEnd(method->arithmetic());
 
@@ -193,8 +221,9 @@ void run(const Options &options) {
     for (const Utterance &reference : references)
         evaluation.references.push_back(reference.file);
     method->learn(references);
+    evaluation.neighbours = method->neighbours();
 
-    recogniseTests(options, frontEnd, *method, evaluation);
+    recogniseTests(options, tests, frontEnd, *method, evaluation);
     printSummary(evaluation);
     if (!options.report.empty()) {
         writeReport(options.report, evaluation, frontEnd, options.show);

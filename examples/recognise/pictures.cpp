@@ -1,7 +1,9 @@
 #include "pictures.hpp"
 #include "errors.hpp"
+#include "text.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -208,16 +210,18 @@ std::string comparison(const std::vector<Shown> &recordings, const FrontEnd &fro
             sounds.emplace_back();
         }
 
-    std::string html = recordings.size() > 2 ? "<div class='pair three'>" : "<div class='pair two'>";
-    for (const Shown &shown : recordings)
-        html += "<h4>" + escaped(shown.title) + "<small>" + escaped(shown.remark) + "</small></h4>";
-    const auto row = [&](auto figure) {
-        for (const auto &sound : sounds)
-            html += "<div>" + (sound ? figure(Figure(*sound, seconds, largest)) : "no longer readable") +
-                    "</div>";
-    };
-    row([](const Figure &figure) { return figure.spectrum(); });
-    row([](const Figure &figure) { return figure.cepstrum(); });
+    constexpr std::array columns{"pair", "pair two", "pair three"};
+    std::string html = std::string("<div class='") + columns.at(recordings.size() - 1) + "'>";
+    for (std::size_t k = 0; k < recordings.size(); ++k) {
+        html += "<div><h4>" + escaped(recordings[k].title) + "<small>" + escaped(recordings[k].remark) +
+                "</small></h4>";
+        if (sounds[k]) {
+            const Figure figure(*sounds[k], seconds, largest);
+            html += figure.spectrum() + figure.cepstrum();
+        } else
+            html += "no longer readable";
+        html += "</div>";
+    }
     return html + "</div>";
 }
 
@@ -239,7 +243,7 @@ std::string scoreMap(const ScoreMap &map) {
     std::size_t longest = 0;
     for (const auto *names : {&map.rows, &map.columns})
         for (const std::string &name : *names)
-            longest = std::max(longest, name.size());
+            longest = std::max(longest, characters(name));
     const double cell = std::clamp(880.0 / static_cast<double>(map.columns.size()), 9.0, 34.0);
     const double size = std::min(11.0, cell * 0.95),
                  side = 6.2 * size / 11 * static_cast<double>(longest) + 14;

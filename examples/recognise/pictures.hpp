@@ -22,7 +22,7 @@ struct Shown {
 /// be read is said to be so in its place.
 std::string comparison(const std::vector<Shown> &recordings, const FrontEnd &frontEnd);
 
-/// Map of the mean scores: a row per expected word, a column per word that was compared.
+/// Map of the mean distances: a row per expected word, a column per word that was compared.
 struct ScoreMap {
     std::vector<std::string> rows, columns;
     std::vector<std::vector<double>> scores; ///< not-a-number where nothing was comparable

@@ -2,6 +2,7 @@
 #include "errors.hpp"
 #include "page.hpp"
 #include "pictures.hpp"
+#include "text.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -45,11 +46,14 @@ std::string summary(const Evaluation &evaluation) {
     const std::size_t total = evaluation.results.size();
     std::string html = "<div class='figures'>";
     html += card(percent(evaluation.right(), total), "recognised");
-    html += card(std::to_string(evaluation.right()) + " / " + std::to_string(total), "tests right");
+    html += card(std::to_string(evaluation.right()) + " / " + std::to_string(total),
+                 plural(total, "test") + " right");
     html += card(std::to_string(evaluation.labels.size()),
-                 "words in " + std::to_string(evaluation.references.size()) + " references");
+                 plural(evaluation.labels.size(), "word") + " in " +
+                     counted(evaluation.references.size(), "reference"));
     html += card(number(evaluation.timesRealTime(), 0) + " ×", "faster than real time");
-    if (evaluation.skipped) html += card(std::to_string(evaluation.skipped), "files not usable");
+    if (evaluation.skipped)
+        html += card(std::to_string(evaluation.skipped), plural(evaluation.skipped, "file") + " not usable");
     return html + "</div>";
 }
 
@@ -104,7 +108,7 @@ std::string confusionTable(const Evaluation &evaluation) {
                                    columns = confusedWords(evaluation, false);
     std::string html = "<div class='confusions'><table><thead><tr><th class='soft'>said ↓ recognised →</th>";
     for (const std::string &column : columns)
-        html += (column.size() > 3 ? "<th class='long'>" : "<th>") + escaped(column) + "</th>";
+        html += (characters(column) > 3 ? "<th class='long'>" : "<th>") + escaped(column) + "</th>";
     html += "</tr></thead><tbody>";
     for (const std::string &row : rows) {
         html += "<tr><th>" + escaped(row) + "</th>";
@@ -196,10 +200,8 @@ std::vector<const Result *> pictured(const Evaluation &evaluation, const std::ve
                                      bool &closest) {
     std::vector<const Result *> wrong, chosen, right;
     for (const Result &result : evaluation.results) {
-        const bool asked = std::ranges::any_of(show, [&](const std::string &word) {
-            return word == result.expected || word == result.file.filename() || word == result.file.stem() ||
-                   word == result.file;
-        });
+        const bool asked =
+            std::ranges::any_of(show, [&](const std::string &name) { return isCalled(result.file, name); });
         (asked ? chosen : result.right() ? right : wrong).push_back(&result);
     }
     closest = wrong.empty() && chosen.empty();
@@ -333,8 +335,11 @@ std::string page(const Evaluation &evaluation, const FrontEnd &frontEnd,
     html += pageStyle;
     html += "</style></head><body><main><h1>Word recognition</h1><p class='soft'>Method " +
             escaped(evaluation.method) +
-            ". Every test is compared with every reference; the word with the smallest "
-            "distance wins.</p>";
+            ". Every test is compared with every reference. A word's distance is " +
+            (evaluation.neighbours == 1
+                 ? "that of its nearest reference"
+                 : "the mean over its " + std::to_string(evaluation.neighbours) + " nearest references") +
+            "; the word with the smallest wins.</p>";
     html += summary(evaluation) + groups(evaluation) + confusions(evaluation) +
             pictures(evaluation, frontEnd, show);
     html +=
@@ -354,23 +359,33 @@ std::string page(const Evaluation &evaluation, const FrontEnd &frontEnd,
     throw InputError(file + ": cannot write the report: " + std::strerror(errno));
 }
 
+// Renaming would replace a link, a device or a pipe by a file: links are followed, the others refused.
+fs::path reportTarget(const std::string &file) {
+    std::error_code error;
+    if (fs::is_directory(file, error)) errno = EISDIR, cannotWrite(file);
+    if (fs::exists(fs::symlink_status(file, error)) && !fs::is_regular_file(file, error))
+        throw InputError(file + ": cannot write the report: not a regular file");
+    const fs::path target = fs::weakly_canonical(fs::absolute(file), error);
+    if (error) errno = error.value(), cannotWrite(file);
+    return target;
+}
+
 } // namespace
 
 void checkReportPlace(const std::string &file) {
-    const fs::path directory = fs::absolute(file).parent_path();
-    if (fs::is_directory(file)) errno = EISDIR, cannotWrite(file);
-    if (access(directory.c_str(), W_OK | X_OK) != 0) cannotWrite(file);
+    if (access(reportTarget(file).parent_path().c_str(), W_OK | X_OK) != 0) cannotWrite(file);
 }
 
 void writeReport(const std::string &file, const Evaluation &evaluation, const FrontEnd &frontEnd,
                  const std::vector<std::string> &show) {
-    const std::string html = page(evaluation, frontEnd, show);
-    const std::string temporary = file + ".part" + std::to_string(getpid());
+    const std::string html = validUtf8(page(evaluation, frontEnd, show));
+    const fs::path target = reportTarget(file);
+    const std::string temporary = target.string() + ".part" + std::to_string(getpid());
     std::FILE *out = std::fopen(temporary.c_str(), "wb");
     if (!out) cannotWrite(file);
     bool written = std::fwrite(html.data(), 1, html.size(), out) == html.size();
     written = std::fclose(out) == 0 && written;
-    if (written && std::rename(temporary.c_str(), file.c_str()) == 0) return;
+    if (written && std::rename(temporary.c_str(), target.c_str()) == 0) return;
     const int reason = errno;
     std::remove(temporary.c_str());
     errno = reason;

@@ -17,6 +17,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -229,7 +230,7 @@ TEST_F(Recognise, TakesLabelsFromNames) {
         line >> name >> expected;
         EXPECT_EQ(expected, label) << file;
     }
-    EXPECT_NE(outcome.out.find("10 tests of words without a reference"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("10 tests whose word has no reference"), std::string::npos) << outcome.out;
 }
 
 TEST_F(Recognise, ListsTheBestReferences) {
@@ -286,7 +287,9 @@ TEST_F(Recognise, SaysWhenNothingIsComparable) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_NE(outcome.out.find("ee_slow_1.wav  ee        -"), std::string::npos) << outcome.out;
     EXPECT_NE(outcome.out.find("accuracy  total  0 of 1  0.00 %"), std::string::npos) << outcome.out;
-    EXPECT_NE(contents(place / "r.html").find("</html>"), std::string::npos);
+    const std::string html = contents(place / "r.html");
+    EXPECT_NE(html.find("</html>"), std::string::npos);
+    EXPECT_NE(html.find("<div class='pair'>"), std::string::npos) << "one recording, one column";
 }
 
 TEST_F(Recognise, WritesAReportThatNeedsNothingElse) {
@@ -329,6 +332,81 @@ TEST_F(Recognise, EscapesNamesInTheReport) {
     EXPECT_NE(html.find("&lt;b&gt;&amp;&#39;&quot;"), std::string::npos);
 }
 
+// Bytes of every kind: well-formed, overlong, a surrogate, cut short, alone.
+TEST_F(Recognise, WritesValidTextWhateverTheNamesHold) {
+    const std::string input = "\u00E9\u20AC\U0001F600-\xC0\xAF-\xED\xA0\x80-\xF0\x9F\x98-\x80-\xFF_x_1.wav",
+                      bad = "\uFFFD",
+                      output = "\u00E9\u20AC\U0001F600-" + bad + bad + "-" + bad + bad + bad + "-" + bad +
+                               bad + bad + "-" + bad + "-" + bad + "_x_1.wav";
+    save(place / "tests" / input, speak(vocabulary.at("ee"), 0.5, 110, 4));
+    EXPECT_EQ(run("--references references --tests tests --report report.html").status, 0);
+    const std::string html = contents(place / "report.html");
+    EXPECT_NE(html.find("<td>tests/" + output + "</td>"), std::string::npos);
+    EXPECT_EQ(html.find('\xFF'), std::string::npos);
+}
+
+TEST_F(Recognise, AlignsColumnsByCharacters) {
+    save(place / "tests" / "\u00E9\u00E9\u00E9_b_1.wav", speak(vocabulary.at("ee"), 0.5, 110, 4));
+    save(place / "tests" / "eee_b_1.wav", speak(vocabulary.at("ee"), 0.5, 110, 4));
+    std::istringstream table(run("--references references --tests tests").out);
+    std::map<std::string, std::string> found;
+    for (std::string line; std::getline(table, line);)
+        if (const std::size_t end = line.find("_b_1.wav"); end != std::string::npos)
+            found[line.substr(6, end - 6)] = line.substr(end);
+    ASSERT_EQ(found.size(), 2u);
+    std::string accented = found["\u00E9\u00E9\u00E9"];
+    const std::size_t word = accented.find("\u00E9\u00E9\u00E9");
+    ASSERT_NE(word, std::string::npos);
+    EXPECT_EQ(accented.replace(word, 6, "eee"), found["eee"]);
+}
+
+TEST_F(Recognise, SaysHowManyReferencesDecide) {
+    const std::string arguments = "--references references --tests tests --report report.html";
+    EXPECT_EQ(run(arguments).status, 0);
+    EXPECT_NE(contents(place / "report.html").find("that of its nearest reference"), std::string::npos);
+    unsigned seed = 40;
+    for (const auto &[name, word] : vocabulary)
+        save(place / "references" / (name + "_again_2.wav"), speak(word, 0.52, 115, ++seed));
+    EXPECT_EQ(run(arguments).status, 0);
+    EXPECT_NE(contents(place / "report.html").find("the mean over its 2 nearest references"),
+              std::string::npos);
+}
+
+TEST_F(Recognise, CountsInTheSingular) {
+    fs::create_directory(place / "one");
+    save(place / "one" / "eh.wav", speak(vocabulary.at("ee"), 0.5, 110, 4));
+    std::ofstream(place / "one" / "text.wav") << "not a sound";
+    const Outcome outcome = run("--references references/ee.wav --tests one --report report.html");
+    EXPECT_NE(outcome.out.find("1 test whose word has no reference"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("1 file that could not be used"), std::string::npos) << outcome.out;
+    const std::string html = contents(place / "report.html");
+    for (const char *text : {">test right<", ">word in 1 reference<", ">file not usable<"})
+        EXPECT_NE(html.find(text), std::string::npos) << text;
+}
+
+// A link leads to what is replaced; whatever is no regular file stays as it was.
+TEST_F(Recognise, ReplacesRegularFilesOnly) {
+    const std::string arguments = "--references references --tests tests --report ";
+    fs::create_directory(place / "elsewhere");
+    std::ofstream(place / "elsewhere" / "old.html") << "old";
+    fs::create_symlink("elsewhere/old.html", place / "link.html");
+    EXPECT_EQ(run(arguments + "link.html").status, 0);
+    EXPECT_TRUE(fs::is_symlink(place / "link.html"));
+    EXPECT_FALSE(fs::is_symlink(place / "elsewhere" / "old.html"));
+    EXPECT_NE(contents(place / "elsewhere" / "old.html").find("</html>"), std::string::npos);
+
+    ASSERT_EQ(mkfifo((place / "pipe").c_str(), 0600), 0);
+    fs::create_symlink("pipe", place / "pipelink");
+    fs::create_symlink("nothing", place / "dangling");
+    fs::create_symlink("loop", place / "loop");
+    for (const std::string name : {"pipe", "pipelink", "dangling", "loop"})
+        expectRefusal(arguments + name, name, "not a regular file");
+    EXPECT_TRUE(fs::is_fifo(place / "pipe"));
+    for (const std::string name : {"pipelink", "dangling", "loop"})
+        EXPECT_TRUE(fs::is_symlink(place / name)) << name;
+    EXPECT_FALSE(fs::exists(place / "nothing"));
+}
+
 TEST_F(Recognise, RefusesAReportThatCannotBeWritten) {
     fs::create_directory(place / "taken");
     expectRefusal("--references references --tests tests --report nowhere/report.html", "nowhere/report.html",
@@ -366,6 +444,7 @@ TEST_F(Recognise, NamesInputThatCannotBeUsed) {
     const Outcome outcome = run("--references references --tests useless");
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(lines(outcome.err), 2u) << outcome.err;
+    EXPECT_EQ(outcome.out, "") << "no heading without a row";
     if (geteuid() != 0) {
         fs::permissions(place / "short.wav", fs::perms::none);
         expectRefusal("--references references --tests short.wav", "short.wav", "Permission denied");
@@ -390,10 +469,19 @@ TEST_F(Recognise, RefusesBadArgumentsInOneLine) {
     expectRefusal("", "--references", "required");
     expectRefusal("--references references", "--tests", "required");
     expectRefusal(input + "--method guess", "--method", "guess");
-    expectRefusal(input + "--band wide", "--band", "wide");
+    expectRefusal(input + "--band wide", "--band", "\"wide\" is not a number");
+    expectRefusal(input + "--band 1.5", "--band", "not a whole number");
     expectRefusal(input + "--band -1", "--band", "-1");
+    expectRefusal(input + "--band 1001", "--band", "not between 0 and 1000");
+    expectRefusal(input + "--band 99999999999", "--band", "not between 0 and 1000");
     expectRefusal(input + "--top -3", "--top", "-3");
     expectRefusal(input + "--louder", "--louder", "not expected");
+    expectRefusal(input + "--report ''", "--report", "empty");
+    expectRefusal("--references '' --tests tests", "--references", "empty");
+    expectRefusal("--references references --tests ''", "--tests", "empty");
+    expectRefusal(input + "--show ee", "--show", "--report");
+    expectRefusal(input + "--report report.html --show ee nay", "nay", "no test");
+    EXPECT_FALSE(fs::exists(place / "report.html"));
 }
 
 TEST_F(Recognise, ExplainsItself) {
