@@ -3,6 +3,7 @@
 #include "common/elementary.hpp"
 #include "common/fft.hpp"
 #include "common/memory.hpp"
+#include "common/overlap.hpp"
 #include "common/report.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
@@ -164,9 +165,9 @@ const simd::FftKernels &splitKernels(std::int64_t h) {
     return lanes ? simd::kernels().fft : simd::kernelsOf(simd::Level::plain).fft;
 }
 
-/// Not-in-place forms: 2^order elements into the destination, none for orders that have no tables.
+/// 2^order elements of a not-in-place form into its destination, none for orders that have no tables.
 void copyFloats(const float *src, float *dst, std::int32_t order, std::int64_t floatsPerElement) {
-    if (order < 0 || order >= FftContext::orders) return;
+    if (src == dst || order < 0 || order >= FftContext::orders) return;
     constexpr std::int64_t most = std::int64_t{1} << 30; // floats in one call: its length has 32 bits
     const std::int64_t count = floatsPerElement << order;
     for (std::int64_t done = 0; done < count; done += most)
@@ -231,18 +232,23 @@ bool QZcBitRevPermute(QZComplexFloat *x, std::int32_t order) {
     return true;
 }
 
-bool transformComplex(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const QZComplexFloat *twiddle,
-                      double factor) {
+namespace {
+
+/// As transformComplex, but the points come from a source that is x itself or apart from it. When there is no
+/// memory for the bit reversal, x holds what the steps before it gave.
+bool transformComplexFrom(const QZComplexFloat *src, QZComplexFloat *x, std::int32_t order, std::int32_t sign,
+                          const QZComplexFloat *twiddle, double factor) {
     const auto &kernels = simd::kernels().fft;
-    if (kernels.transform != nullptr && order >= simd::lowestLaneOrder) {
-        const std::uint32_t *reversed = QZGetBitRevTbl(order);
-        if (reversed == nullptr) return false;
-        simd::LaneTwiddles table;
-        if (obtainLaneTwiddles(order, twiddle, table)) {
-            kernels.transform(x, order, sign, reversed, table, factor);
-            return true;
-        }
+    const bool lanes = kernels.transform != nullptr && order >= simd::lowestLaneOrder;
+    const std::uint32_t *reversed = lanes ? QZGetBitRevTbl(order) : nullptr;
+    simd::LaneTwiddles table;
+    if (reversed != nullptr && obtainLaneTwiddles(order, twiddle, table)) {
+        kernels.transform(src, x, order, sign, reversed, table, factor);
+        return true;
     }
+    copyFloats(reinterpret_cast<const float *>(src), reinterpret_cast<float *>(x), order, 2);
+    if (lanes && reversed == nullptr) return false;
+
     const std::int64_t n = std::int64_t{1} << order;
     if (order > 0) {
         QZcFftCore(x, n, sign, twiddle);
@@ -250,6 +256,61 @@ bool transformComplex(QZComplexFloat *x, std::int32_t order, std::int32_t sign, 
     }
     scale(reinterpret_cast<float *>(x), 2 * n, factor);
     return true;
+}
+
+/// Runs transform(source), whose source is src itself where that is apart from dst, else dst with a copy of
+/// src. A transform that leaves dst as it is says so with false: then too dst receives the copy.
+template <class Transform>
+void notInPlace(const float *src, float *dst, std::int32_t order, std::int64_t floatsPerElement,
+                Transform transform) {
+    const bool hasTables = order >= 0 && order < FftContext::orders;
+    const std::int64_t bytes = hasTables ? std::int64_t{sizeof(float)} * floatsPerElement << order : 0;
+    const bool apart =
+        apartOrIdentical(reinterpret_cast<std::uintptr_t>(src), reinterpret_cast<std::uintptr_t>(dst),
+                         static_cast<std::uint64_t>(bytes));
+    if (!apart) copyFloats(src, dst, order, floatsPerElement);
+    if (!transform(apart ? src : dst) && apart) copyFloats(src, dst, order, floatsPerElement);
+}
+
+// The bodies of the transforms, false when they leave the data as they are. A handler may answer a failed
+// table with 0, which means to go on: the flags are still checked then, but without a table nothing is
+// computed.
+
+bool complexFft(const QZComplexFloat *src, QZComplexFloat *data, std::int32_t order, std::int32_t flags) {
+    constexpr const char *name = "QZcFft";
+    if (order == 0) return false;
+    const QZComplexFloat *twiddle = QZcGetFftTwdTbl(order);
+    if (tableFailed(name, 764)) return false;
+    if (!directionIsClear(flags, name, {768, 773}) || twiddle == nullptr) return false;
+
+    transformComplexFrom(src, data, order, signOf(flags), twiddle, factorOf(flags, order));
+    return true;
+}
+
+bool realFft(const float *src, float *data, std::int32_t order, std::int32_t flags) {
+    constexpr const char *name = "QZsRealFft";
+    if (order == 0) return false;
+    const QZComplexFloat *table = QZGetRealFftTwdTbl(order);
+    if (tableFailed(name, 1029)) return false;
+    const QZComplexFloat *twiddle = order > 0 ? QZcGetFftTwdTbl(order - 1) : nullptr;
+    if (order > 0 && tableFailed(name, 1033)) return false;
+    if (!directionIsClear(flags, name, {1038, 1043}) || table == nullptr || twiddle == nullptr) return false;
+
+    auto *points = reinterpret_cast<QZComplexFloat *>(data);
+    const std::int64_t n = std::int64_t{1} << order;
+    if (transformComplexFrom(reinterpret_cast<const QZComplexFloat *>(src), points, order - 1, signOf(flags),
+                             twiddle, 1.0)) {
+        splitReal(points, n / 2, signOf(flags), table);
+        scale(data, n, factorOf(flags, order));
+    }
+    return true;
+}
+
+} // namespace
+
+bool transformComplex(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const QZComplexFloat *twiddle,
+                      double factor) {
+    return transformComplexFrom(x, x, order, sign, twiddle, factor);
 }
 
 void splitReal(QZComplexFloat *z, std::int64_t h, std::int32_t sign, const QZComplexFloat *table) {
@@ -264,33 +325,11 @@ void splitCcs(QZComplexFloat *z, std::int64_t h, std::int32_t sign, const QZComp
 
 using namespace qzk;
 
-// A handler may answer a failed table with 0, which means to go on: the flags are still checked then, but
-// without a table nothing is computed.
 extern "C" {
 
-void QZcFft(QZComplexFloat *data, int32_t order, int32_t flags) {
-    if (order == 0) return;
-    const QZComplexFloat *twiddle = QZcGetFftTwdTbl(order);
-    if (tableFailed(__func__, 764)) return;
-    if (!directionIsClear(flags, __func__, {768, 773}) || twiddle == nullptr) return;
+void QZcFft(QZComplexFloat *data, int32_t order, int32_t flags) { complexFft(data, data, order, flags); }
 
-    transformComplex(data, order, signOf(flags), twiddle, factorOf(flags, order));
-}
-
-void QZsRealFft(float *data, int32_t order, int32_t flags) {
-    if (order == 0) return;
-    const QZComplexFloat *table = QZGetRealFftTwdTbl(order);
-    if (tableFailed(__func__, 1029)) return;
-    const QZComplexFloat *twiddle = order > 0 ? QZcGetFftTwdTbl(order - 1) : nullptr;
-    if (order > 0 && tableFailed(__func__, 1033)) return;
-    if (!directionIsClear(flags, __func__, {1038, 1043}) || table == nullptr || twiddle == nullptr) return;
-
-    auto *points = reinterpret_cast<QZComplexFloat *>(data);
-    const std::int64_t n = std::int64_t{1} << order;
-    if (!transformComplex(points, order - 1, signOf(flags), twiddle, 1.0)) return;
-    splitReal(points, n / 2, signOf(flags), table);
-    scale(data, n, factorOf(flags, order));
-}
+void QZsRealFft(float *data, int32_t order, int32_t flags) { realFft(data, data, order, flags); }
 
 void QZsCcsFft(float *data, int32_t order, int32_t flags) {
     if (order == 0) return;
@@ -307,13 +346,14 @@ void QZsCcsFft(float *data, int32_t order, int32_t flags) {
 }
 
 void QZcFftNip(const QZComplexFloat *src, QZComplexFloat *dst, int32_t order, int32_t flags) {
-    copyFloats(reinterpret_cast<const float *>(src), reinterpret_cast<float *>(dst), order, 2);
-    QZcFft(dst, order, flags);
+    notInPlace(reinterpret_cast<const float *>(src), reinterpret_cast<float *>(dst), order, 2,
+               [=](const float *source) {
+                   return complexFft(reinterpret_cast<const QZComplexFloat *>(source), dst, order, flags);
+               });
 }
 
 void QZsRealFftNip(const float *src, float *dst, int32_t order, int32_t flags) {
-    copyFloats(src, dst, order, 1);
-    QZsRealFft(dst, order, flags);
+    notInPlace(src, dst, order, 1, [=](const float *source) { return realFft(source, dst, order, flags); });
 }
 
 void QZsCcsFftNip(const float *src, float *dst, int32_t order, int32_t flags) {

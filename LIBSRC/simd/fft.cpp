@@ -87,9 +87,11 @@ QZK_INLINE Quad differenceOnMultiplier(Quad a, Quad b) {
 }
 
 /// One point per lane.
-struct Point {
-    Quad re, im;
+template <class V>
+struct PointOf {
+    V re, im;
 };
+using Point = PointOf<Quad>;
 
 QZK_INLINE Point operator+(Point a, Point b) { return {a.re + b.re, a.im + b.im}; }
 QZK_INLINE Point operator-(Point a, Point b) { return {a.re - b.re, a.im - b.im}; }
@@ -236,10 +238,10 @@ QZK_INLINE void forSteps(std::size_t from, std::size_t to, Load load, Compute co
 }
 
 template <bool inverse>
-void firstPass(float *x, std::size_t chunks, const float *table) {
+void firstPass(const float *src, float *x, std::size_t chunks, const float *table) {
     const std::size_t plane = chunks * chunkFloats, middle = chunks / 2;
     const auto load = [=](std::size_t u) __attribute__((always_inline)) {
-        const float *from = x + u * chunkFloats;
+        const float *from = src + u * chunkFloats;
         return Inputs{loadColumns<inverse>(from), loadColumns<inverse>(from + plane),
                       loadColumns<inverse>(from + 2 * plane), loadColumns<inverse>(from + 3 * plane)};
     };
@@ -360,10 +362,10 @@ void lastPass(float *x, std::size_t chunks, const std::uint32_t *reversed, float
 }
 
 template <bool inverse>
-void transformLanes(float *x, std::int32_t order, const std::uint32_t *reversed, const LaneTwiddles &table,
-                    float factor) {
+void transformLanes(const float *src, float *x, std::int32_t order, const std::uint32_t *reversed,
+                    const LaneTwiddles &table, float factor) {
     const std::size_t chunks = std::size_t{1} << (order - 4);
-    firstPass<inverse>(x, chunks, table.first);
+    firstPass<inverse>(src, x, chunks, table.first);
     for (std::size_t l = 0; l < 4; ++l)
         planePasses(x + l * chunks * chunkFloats, chunks, l, table.planes + l * table.perPlane);
     if (order % 2 != 0) {
@@ -374,36 +376,106 @@ void transformLanes(float *x, std::int32_t order, const std::uint32_t *reversed,
     }
 }
 
-void transform(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const std::uint32_t *reversed,
-               const LaneTwiddles &table, double factor) {
+void transform(const QZComplexFloat *src, QZComplexFloat *x, std::int32_t order, std::int32_t sign,
+               const std::uint32_t *reversed, const LaneTwiddles &table, double factor) {
     // The factor is a power of two: the product in single precision is the one in double, rounded.
+    const auto *from = reinterpret_cast<const float *>(src);
     auto *floats = reinterpret_cast<float *>(x);
     if (sign < 0)
-        transformLanes<true>(floats, order, reversed, table, static_cast<float>(factor));
+        transformLanes<true>(from, floats, order, reversed, table, static_cast<float>(factor));
     else
-        transformLanes<false>(floats, order, reversed, table, static_cast<float>(factor));
+        transformLanes<false>(from, floats, order, reversed, table, static_cast<float>(factor));
 }
 
 QZK_INLINE Point reversedLanes(Point v) { return {reversedLanes(v.re), reversedLanes(v.im)}; }
 
 /// Points k of the first half of a spectrum and their partners p = h - k.
+template <class V>
 struct Pair {
-    Point k, p;
+    PointOf<V> k, p;
 };
 
-/// Runs a split pass over all pairs, four at a time. The fourth lane of the last step is the middle element,
-/// its own partner: the caller stores that afterwards.
+/// Four pairs, the lanes in the order of loadPoints. `above` is the last partner, the lowest one.
+struct FourPairs {
+    static constexpr std::size_t count = 4;
+
+    __attribute__((always_inline)) static Pair<Quad> load(const float *below, const float *above) {
+        return {loadPoints(below), reversedLanes(loadPoints(above))};
+    }
+    __attribute__((always_inline)) static Point loadFactors(const float *from) { return loadPoints(from); }
+    __attribute__((always_inline)) static void store(float *below, float *above, Pair<Quad> pairs) {
+        storePoints(below, pairs.k);
+        storePoints(above, reversedLanes(pairs.p));
+    }
+};
+
+#if QZK_SIMD_LEVEL == 3
+
+/// Eight pairs, the k in natural order: here two shuffles of floats split or join points and reverse them
+/// too.
+struct EightPairs {
+    static constexpr std::size_t count = 8;
+
+    __attribute__((always_inline)) static PointOf<Vec<double>> split(const float *from, __m256i re,
+                                                                     __m256i im) {
+        const __m256 low = _mm256_loadu_ps(from), high = _mm256_loadu_ps(from + 8);
+        return {(Vec<double>)_mm512_cvtps_pd(_mm256_permutex2var_ps(low, re, high)),
+                (Vec<double>)_mm512_cvtps_pd(_mm256_permutex2var_ps(low, im, high))};
+    }
+    __attribute__((always_inline)) static void join(float *to, PointOf<Vec<double>> points, __m256i low,
+                                                    __m256i high) {
+        const __m256 re = _mm512_cvtpd_ps((__m512d)points.re), im = _mm512_cvtpd_ps((__m512d)points.im);
+        _mm256_storeu_ps(to, _mm256_permutex2var_ps(re, low, im));
+        _mm256_storeu_ps(to + 8, _mm256_permutex2var_ps(re, high, im));
+    }
+    __attribute__((always_inline)) static PointOf<Vec<double>> loadFactors(const float *from) {
+        return split(from, _mm256_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14),
+                     _mm256_setr_epi32(1, 3, 5, 7, 9, 11, 13, 15));
+    }
+    __attribute__((always_inline)) static Pair<Vec<double>> load(const float *below, const float *above) {
+        return {loadFactors(below), split(above, _mm256_setr_epi32(14, 12, 10, 8, 6, 4, 2, 0),
+                                          _mm256_setr_epi32(15, 13, 11, 9, 7, 5, 3, 1))};
+    }
+    __attribute__((always_inline)) static void store(float *below, float *above, Pair<Vec<double>> pairs) {
+        join(below, pairs.k, _mm256_setr_epi32(0, 8, 1, 9, 2, 10, 3, 11),
+             _mm256_setr_epi32(4, 12, 5, 13, 6, 14, 7, 15));
+        join(above, pairs.p, _mm256_setr_epi32(7, 15, 6, 14, 5, 13, 4, 12),
+             _mm256_setr_epi32(3, 11, 2, 10, 1, 9, 0, 8));
+    }
+};
+
+#endif
+
+template <class Pairs, class Step>
+QZK_INLINE void forPairs(float *z, std::size_t h, const float *factors, Step step) {
+    for (std::size_t k = 1; k < h / 2; k += Pairs::count) {
+        float *below = z + 2 * k, *above = z + 2 * (h - k - (Pairs::count - 1));
+        Pairs::store(below, above, step(Pairs::load(below, above), Pairs::loadFactors(factors + 2 * k)));
+    }
+}
+
+/// Runs a split pass over all pairs. The last lane of the last step is the middle element, its own partner:
+/// the caller stores that afterwards.
 template <class Step>
 QZK_INLINE void forPairs(float *z, std::size_t h, const QZComplexFloat *table, Step step) {
     const auto *factors = reinterpret_cast<const float *>(table);
-    for (std::size_t k = 1; k < h / 2; k += 4) {
-        float *below = z + 2 * k, *above = z + 2 * (h - k - 3);
-        const Pair result =
-            step(Pair{loadPoints(below), reversedLanes(loadPoints(above))}, loadPoints(factors + 2 * k));
-        storePoints(below, result.k);
-        storePoints(above, reversedLanes(result.p));
-    }
+#if QZK_SIMD_LEVEL == 3
+    if (h >= 2 * EightPairs::count) return forPairs<EightPairs>(z, h, factors, step);
+#endif
+    forPairs<FourPairs>(z, h, factors, step);
 }
+
+/// The sums of the split pass, on the multipliers where that pays.
+QZK_INLINE Quad sum(Quad a, Quad b) { return a + b; }
+QZK_INLINE Quad difference(Quad a, Quad b) { return a - b; }
+#if QZK_SIMD_LEVEL == 3
+QZK_INLINE Vec<double> sum(Vec<double> a, Vec<double> b) {
+    return (Vec<double>)_mm512_fmadd_pd((__m512d)a, _mm512_set1_pd(1.0), (__m512d)b);
+}
+QZK_INLINE Vec<double> difference(Vec<double> a, Vec<double> b) {
+    return (Vec<double>)_mm512_fmsub_pd((__m512d)a, _mm512_set1_pd(1.0), (__m512d)b);
+}
+#endif
 
 QZK_INLINE QZComplexFloat loadPoint(const QZComplexFloat *from) {
     QZComplexFloat value;
@@ -427,17 +499,19 @@ void splitReal(QZComplexFloat *z, std::size_t h, std::int32_t sign, const QZComp
     const QZComplexFloat middle = loadPoint(z + h / 2);
     if (sign < 0)
         forPairs(
-            floats, h, table, [](Pair z, Point t) __attribute__((always_inline)) {
-                const Quad dr = z.k.re - z.p.re, si = z.p.im + z.k.im;
-                const Quad re = dr * t.im - si * t.re, im = dr * t.re + si * t.im;
-                return Pair{{z.k.re - re, z.k.im - im}, {z.p.re + re, z.p.im - im}};
+            floats, h, table, []<class V>(Pair<V> z, PointOf<V> t) __attribute__((always_inline)) {
+                const V dr = z.k.re - z.p.re, si = z.p.im + z.k.im;
+                const V re = difference(dr * t.im, si * t.re), im = sum(dr * t.re, si * t.im);
+                return Pair<V>{{difference(z.k.re, re), difference(z.k.im, im)},
+                               {sum(z.p.re, re), difference(z.p.im, im)}};
             });
     else
         forPairs(
-            floats, h, table, [](Pair z, Point t) __attribute__((always_inline)) {
-                const Quad dr = z.k.re - z.p.re, si = z.p.im + z.k.im;
-                const Quad re = si * t.re + dr * t.im, im = si * t.im - dr * t.re;
-                return Pair{{z.p.re + re, im - z.p.im}, {z.k.re - re, im - z.k.im}};
+            floats, h, table, []<class V>(Pair<V> z, PointOf<V> t) __attribute__((always_inline)) {
+                const V dr = z.k.re - z.p.re, si = z.p.im + z.k.im;
+                const V re = sum(si * t.re, dr * t.im), im = difference(si * t.im, dr * t.re);
+                return Pair<V>{{sum(z.p.re, re), difference(im, z.p.im)},
+                               {difference(z.k.re, re), difference(im, z.k.im)}};
             });
     storePoint(z + h / 2, middle.re, sign < 0 ? middle.im : -middle.im);
     splitFirst(z);
@@ -446,11 +520,11 @@ void splitReal(QZComplexFloat *z, std::size_t h, std::int32_t sign, const QZComp
 void splitCcs(QZComplexFloat *z, std::size_t h, std::int32_t sign, const QZComplexFloat *twiddle) {
     auto *floats = reinterpret_cast<float *>(z);
     const QZComplexFloat middle = loadPoint(z + h / 2);
-    const auto step = [sign](Pair z, Point w) __attribute__((always_inline)) {
-        const Quad dr = z.k.re - z.p.re, sr = z.k.re + z.p.re, di = z.k.im - z.p.im, si = z.k.im + z.p.im;
-        const Quad im = sign < 0 ? w.im * si + w.re * dr : w.re * dr - w.im * si;
-        const Quad re = sign < 0 ? dr * w.im - si * w.re : -dr * w.im - si * w.re;
-        return Pair{{sr + re, di + im}, {sr - re, im - di}};
+    const auto step = [sign]<class V>(Pair<V> z, PointOf<V> w) __attribute__((always_inline)) {
+        const V dr = z.k.re - z.p.re, sr = z.k.re + z.p.re, di = z.k.im - z.p.im, si = z.k.im + z.p.im;
+        const V im = sign < 0 ? w.im * si + w.re * dr : w.re * dr - w.im * si;
+        const V re = sign < 0 ? dr * w.im - si * w.re : -dr * w.im - si * w.re;
+        return Pair<V>{{sr + re, di + im}, {sr - re, im - di}};
     };
     forPairs(floats, h, twiddle, step);
     storePoint(z + h / 2, 2.0 * middle.re, (sign < 0 ? -2.0 : 2.0) * middle.im);

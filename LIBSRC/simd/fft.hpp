@@ -31,9 +31,10 @@ constexpr double sqrtHalf = 0.7071067781186547;
 
 struct FftKernels {
     /// Transform into natural order of 2^order points, order >= lowestLaneOrder, all parts times `factor`;
-    /// the same bits as core, permute and scale. Null at the plain level.
-    void (*transform)(QZComplexFloat *x, std::int32_t order, std::int32_t sign, const std::uint32_t *reversed,
-                      const LaneTwiddles &table, double factor);
+    /// the same bits as core, permute and scale. The source is x itself or apart from it. Null at the plain
+    /// level.
+    void (*transform)(const QZComplexFloat *src, QZComplexFloat *x, std::int32_t order, std::int32_t sign,
+                      const std::uint32_t *reversed, const LaneTwiddles &table, double factor);
     /// Radix-4 decimation in frequency of n = 2^m >= 2 points, in place, output in bit-reversed order;
     /// `twiddle` holds e^(-2 pi i k/n), k = 0 .. n-1. For a negative sign the imaginary parts are negated
     /// before and after.

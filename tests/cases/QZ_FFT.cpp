@@ -446,6 +446,43 @@ TEST_F(FftReports, LongTransformsGoOnWithoutTheTableOfTheVectorKernels) {
     EXPECT_EQ(Reports{}, reports.all());
 }
 
+TEST_F(FftReports, NotInPlaceFormsThatFailLeaveWhatTheCopyAndTheTransformLeave) {
+    RecordedReports reports;
+    const auto compare = [&](int failAt, auto inPlace, auto notInPlace) {
+        std::vector<float> src(512);
+        for (std::size_t i = 0; i < src.size(); ++i)
+            src[i] = static_cast<float>(i * i % 23) - 11;
+        auto expected = src;
+        std::vector<float> dst(src.size(), -9);
+        std::vector<Report> wanted;
+        for (int run = 0; run < 2; ++run) {
+            QZFreeFftTbls();
+            reports.clear();
+            const FailingHeap heap(failAt);
+            if (run == 0) {
+                inPlace(expected.data());
+                wanted = reports.all();
+            } else {
+                notInPlace(src.data(), dst.data());
+            }
+        }
+        EXPECT_EQ(wanted, reports.all()) << "request " << failAt;
+        EXPECT_TRUE(sameBits(expected, dst)) << "request " << failAt;
+        QZFreeFftTbls();
+    };
+    const auto asPoints = [](auto *floats) { return reinterpret_cast<QZComplexFloat *>(floats); };
+    for (int failAt = 0; failAt < 5; ++failAt)
+        for (const int32_t flags : {QZ_FORWARD, QZ_INVERSE, 0}) {
+            compare(
+                failAt, [&](float *x) { QZcFft(asPoints(x), 8, flags); },
+                [&](float *src, float *dst) { QZcFftNip(asPoints(src), asPoints(dst), 8, flags); });
+            compare(
+                failAt, [&](float *x) { QZsRealFft(x, 9, flags); },
+                [&](float *src, float *dst) { QZsRealFftNip(src, dst, 9, flags); });
+            reports.clear();
+        }
+}
+
 TEST_F(FftReports, FailedBitReversalTableStopsALongTransform) {
     RecordedReports reports;
     std::vector<float> data(512);

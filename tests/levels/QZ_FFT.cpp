@@ -116,6 +116,34 @@ TEST_P(FftLevels, CcsTransform) {
     QZFreeFftTbls();
 }
 
+/// The destination at every kind of distance from the source: the same, apart, and overlapping on either
+/// side.
+TEST_P(FftLevels, NotInPlaceIsTheCopyAndTheTransform) {
+    for (int order = 1; order <= 10; ++order) {
+        const int n = 1 << order; // points of the complex transform have two floats
+        const auto before = dataOf(0, static_cast<std::size_t>(6 * n + 2));
+        for (const int distance :
+             {0, 1, -1, 3, -4, n / 2, -n / 2, n - 1, 1 - n, n, -n, 2 * n - 1, 1 - 2 * n, 2 * n, -2 * n})
+            for (const int32_t flags : {QZ_FORWARD, QZ_INVERSE}) {
+                auto expected = before, actual = before;
+                float *wanted = expected.data() + 2 * n + distance, *dst = actual.data() + 2 * n + distance;
+                QZsbCopy(expected.data() + 2 * n, wanted, n);
+                QZsRealFft(wanted, order, flags);
+                QZsRealFftNip(actual.data() + 2 * n, dst, order, flags);
+                ASSERT_TRUE(sameBits(expected, actual))
+                    << trace(order, 0, flags) << ", distance " << distance;
+
+                expected = actual = before;
+                QZsbCopy(expected.data() + 2 * n, wanted, 2 * n);
+                QZcFft(asComplex(wanted), order, flags);
+                QZcFftNip(asComplex(actual.data() + 2 * n), asComplex(dst), order, flags);
+                ASSERT_TRUE(sameBits(expected, actual))
+                    << trace(order, 0, flags) << ", distance " << distance;
+            }
+    }
+    QZFreeFftTbls();
+}
+
 TEST_P(FftLevels, LargeTransforms) {
     for (const int order : {15, 16, 17}) {
         const std::size_t n = std::size_t{1} << order;
