@@ -108,15 +108,18 @@ QZK_INLINE Doubles addColumns(Doubles sums, const Doubles (&rows)[lanes]) {
 #endif
 }
 
-/// Writes the sums of one group and returns their total by lanes.
-QZK_INLINE Doubles sumGroup(const FilterGroup &group, const float *spectrum, double *filterOutput) {
-    constexpr auto filters = FilterGroup::filters, block = FilterGroup::block;
-    Doubles sums[filters / lanes] = {};
-    const double *weights = group.weights;
-    const auto steps = static_cast<std::size_t>(group.steps);
-    for (std::size_t step = 0; step < steps; step += block, weights += filters * block) {
+/// A group while its filters are summed.
+struct GroupSums {
+    static constexpr std::size_t vectors = FilterGroup::filters / lanes;
+    Doubles sums[vectors] = {};
+
+    /// Adds the block of bins from `step` on.
+    __attribute__((always_inline)) void add(const FilterGroup &group, const float *spectrum,
+                                            std::size_t step) {
+        constexpr auto filters = FilterGroup::filters, block = FilterGroup::block;
+        const double *const weights = group.weights + filters * step;
         for (std::size_t part = 0; part < block; part += lanes) {
-            for (std::size_t v = 0; v < filters / lanes; ++v) {
+            for (std::size_t v = 0; v < vectors; ++v) {
                 Doubles products[lanes];
                 for (std::size_t row = 0; row < lanes; ++row) {
                     const std::size_t filter = v * lanes + row;
@@ -127,21 +130,50 @@ QZK_INLINE Doubles sumGroup(const FilterGroup &group, const float *spectrum, dou
             }
         }
     }
-    Doubles total = {};
-    for (std::size_t v = 0; v < filters / lanes; ++v) {
-        store(filterOutput + v * lanes, sums[v]);
-        total += sums[v];
+
+    /// Writes the sums and returns their total by lanes.
+    __attribute__((always_inline)) Doubles store(double *filterOutput) const {
+        Doubles total = {};
+        for (std::size_t v = 0; v < vectors; ++v) {
+            simd::store(filterOutput + v * lanes, sums[v]);
+            total += sums[v];
+        }
+        return total;
     }
-    return total;
+};
+
+/// Two groups at a time as far as both have bins: the sums of one are a chain of additions that each wait for
+/// the one before.
+Doubles sumGroups(const FilterGroup &a, const FilterGroup &b, const float *spectrum, double *outputA,
+                  double *outputB) {
+    const auto stepsA = static_cast<std::size_t>(a.steps), stepsB = static_cast<std::size_t>(b.steps);
+    GroupSums sumsA, sumsB;
+    std::size_t step = 0;
+    for (; step < stepsA && step < stepsB; step += FilterGroup::block) {
+        sumsA.add(a, spectrum, step);
+        sumsB.add(b, spectrum, step);
+    }
+    for (std::size_t at = step; at < stepsA; at += FilterGroup::block)
+        sumsA.add(a, spectrum, at);
+    for (; step < stepsB; step += FilterGroup::block)
+        sumsB.add(b, spectrum, step);
+    return sumsA.store(outputA) + sumsB.store(outputB);
 }
 
 /// Lanes are filters. A zero weight outside the filter adds a zero, which leaves a sum that started at +0 as
 /// it is, unless the spectrum there is infinite or not a number: then that sum and the total become not a
 /// number, and the ordered sums over the filters' own bins decide.
 void filterBank(const FilterGroup *groups, std::size_t nGroups, const float *spectrum, double *filterOutput) {
+    static constexpr FilterGroup none = {};
+    double unused[FilterGroup::filters];
     Doubles total = {};
-    for (std::size_t g = 0; g < nGroups; ++g)
-        total += sumGroup(groups[g], spectrum, filterOutput + g * FilterGroup::filters);
+    // From the end, where the filters of a bank are the widest.
+    for (std::size_t left = nGroups; left > 0; left -= left > 1 ? 2 : 1) {
+        const FilterGroup &last = groups[left - 1];
+        double *const output = filterOutput + (left - 1) * FilterGroup::filters;
+        total += left > 1 ? sumGroups(last, groups[left - 2], spectrum, output, output - FilterGroup::filters)
+                          : sumGroups(last, none, spectrum, output, unused);
+    }
     bool undefined = false;
     for (std::size_t lane = 0; lane < lanes; ++lane)
         undefined |= total[lane] != total[lane];

@@ -6,10 +6,10 @@
 
 namespace qzk::simd {
 
-/// Eight neighbouring filters of a bank. Each reads `steps` bins from its start on; the weights of the bins
-/// that lie outside the filter are 0.
+/// Four neighbouring filters of a bank: few, as the widest one decides how many steps they take. Each reads
+/// `steps` bins from its start on; the weights of the bins that lie outside the filter are 0.
 struct FilterGroup {
-    static constexpr std::size_t filters = 8;
+    static constexpr std::size_t filters = 4;
     static constexpr std::size_t block = 4; // steps is a multiple of it
 
     std::int32_t steps;
