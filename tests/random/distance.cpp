@@ -18,7 +18,7 @@ std::vector<std::size_t> lengths() {
     std::vector<std::size_t> result;
     for (std::size_t n = 0; n <= 130; ++n)
         result.push_back(n);
-    for (const std::size_t n : {255, 256, 257, 1000, 2049, 4099})
+    for (const std::size_t n : {255u, 256u, 257u, 1000u, 2049u, 4099u})
         result.push_back(n);
     return result;
 }
