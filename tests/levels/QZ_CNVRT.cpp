@@ -64,7 +64,7 @@ std::vector<T> anyElements(Random &random, std::size_t n) {
                              -T(32769),
                              -std::numeric_limits<T>::quiet_NaN()};
         if (n != 0 && random.bits() % 2 == 0)
-            values[random.bits() % n] = special[random.bits() % std::size(special)];
+            values[random.index(n)] = special[random.index(std::size(special))];
         return values;
     }
 }
@@ -73,9 +73,9 @@ std::vector<T> anyElements(Random &random, std::size_t n) {
 template <class S, class T, class Expected, class Actual>
 void compare(Random &random, std::size_t n, Expected expected, Actual actual) {
     const auto values = anyElements<S>(random, n);
-    Guarded<S> src(n, random.bits() % 16);
+    Guarded<S> src(n, random.index(16));
     src.assign(values);
-    Guarded<T> dst(n, random.bits() % 16);
+    Guarded<T> dst(n, random.index(16));
     std::vector<T> wanted(n);
     expected(values.data(), wanted.data());
     actual(src.data(), dst.data());
@@ -116,7 +116,7 @@ void compareRange(simd::Range<S> (*plain)(const S *, std::size_t),
             auto values = anyElements<S>(random, n);
             if (run >= 10) values[run == 10 ? 0 : n - 1] = std::numeric_limits<S>::quiet_NaN();
             if (run == 9) values.assign(n, -S(0));
-            Guarded<S> src(n, random.bits() % 16);
+            Guarded<S> src(n, random.index(16));
             src.assign(values);
             const auto expected = plain(values.data(), n), actual = kernel(src.data(), n);
             ASSERT_TRUE(sameBits(expected.minimum, actual.minimum)) << "length " << n << ", seed " << seed();
@@ -160,9 +160,9 @@ TEST_P(ConvertLevels, Complex) {
                                   &ConvertKernels::logMagnitude, &ConvertKernels::logPower}) {
             const auto values = complexVector(random.bits() % 2 == 0 ? random.anyReals<float>(2 * n)
                                                                      : random.reals<float>(2 * n, -3.0, 3.0));
-            Guarded<QZComplexFloat> src(n, random.bits() % 16);
+            Guarded<QZComplexFloat> src(n, random.index(16));
             src.assign(values);
-            Guarded<float> dst(n, random.bits() % 16);
+            Guarded<float> dst(n, random.index(16));
             std::vector<float> expected(n);
             (plain.*member)(values.data(), expected.data(), n);
             (kernels.*member)(src.data(), dst.data(), n);

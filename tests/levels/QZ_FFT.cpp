@@ -43,7 +43,7 @@ std::vector<float> dataOf(int kind, std::size_t n) {
         auto data = random.reals<float>(n, -1e4, 1e4);
         const auto special = random.anyReals<float>(n);
         for (int i = 0; i < 3; ++i) {
-            const auto at = random.bits() % n;
+            const auto at = random.index(n);
             data[at] = special[at];
         }
         return data;
@@ -52,14 +52,14 @@ std::vector<float> dataOf(int kind, std::size_t n) {
         return random.reals<float>(n, -0x1p-125, 0x1p-125);
     case 4: {
         std::vector<float> data(n, 3.0f);
-        data[random.bits() % n] = 0x1p-140f;
+        data[random.index(n)] = 0x1p-140f;
         return data;
     }
     default: {
         std::vector<float> data(n);
         for (float &value : data)
             value = random.bits() % 2 == 0 ? 0.0f : -0.0f;
-        data[random.bits() % n] = 1.0f;
+        data[random.index(n)] = 1.0f;
         return data;
     }
     }

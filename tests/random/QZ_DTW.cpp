@@ -53,8 +53,8 @@ protected:
         constexpr double infinity = std::numeric_limits<double>::infinity();
         const double fixed[] = {0.0,          -1.0,           1e300,   infinity, -infinity,
                                 std::nan(""), reference::big, 3.41e38, 1e-300};
-        if (random.bits() % 4 == 0) return fixed[random.bits() % std::size(fixed)];
-        const double score = scores[random.bits() % scores.size()];
+        if (random.bits() % 4 == 0) return fixed[random.index(std::size(fixed))];
+        const double score = scores[random.index(scores.size())];
         return random.bits() % 3 == 0 ? score : score * random.real(0.0, 1.5);
     }
 };

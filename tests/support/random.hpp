@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -23,6 +24,9 @@ public:
     explicit Random(std::uint64_t salt = 0) : engine_(seed() * 0x9E3779B97F4A7C15u + salt) {}
 
     std::uint64_t bits() { return engine_(); }
+
+    /// Uniform in [0, n).
+    std::size_t index(std::size_t n) { return static_cast<std::size_t>(bits() % n); }
 
     /// Uniform in [low, high].
     std::int64_t integer(std::int64_t low, std::int64_t high) {
