@@ -34,7 +34,7 @@ Level detectLevel() {
 }
 
 template <class Family>
-void installUpTo(Level level, Family &family) {
+void installUpTo([[maybe_unused]] Level level, Family &family) {
     plain::install(family);
 #if QZK_HIGHEST_LEVEL >= 1
     if (level >= Level::sse2) sse2::install(family);
