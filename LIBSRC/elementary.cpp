@@ -149,8 +149,6 @@ struct Base {
 
 constexpr Base base10 = {
     0x1.a934f0979a371p+1, {0x1.34413509f7800p-2, 0x1.fef311f12b000p-46, 0x1.ac0b7c917826bp-89}, ln10};
-constexpr Base baseE = {
-    0x1.71547652b82fep+0, {0x1.62e42fefa3800p-1, 0x1.ef35793c76000p-45, 0x1.cc01f97b57a08p-87}, 1.0};
 
 /// value * 2^n rounded once, gradual underflow included.
 double scaled(DoubleDouble value, int n) {
@@ -211,6 +209,5 @@ double log10(double x) {
 }
 
 double exp10(double x) { return power(base10, x); }
-double exponential(double x) { return power(baseE, x); }
 
 } // namespace qzk

@@ -20,8 +20,7 @@ double log10(double x);
 /// log10(x) before the rounding, for finite x above 0; relative error below 2^-95.
 DoubleDouble log10Extended(double x);
 
-/// 10^x and e^x.
+/// 10^x.
 double exp10(double x);
-double exponential(double x);
 
 } // namespace qzk
