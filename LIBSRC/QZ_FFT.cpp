@@ -125,41 +125,6 @@ void releaseTables(void *(&slots)[FftContext::orders]) {
     }
 }
 
-/// Reports a negative status after a table was asked for; true when the transform has to stop.
-bool tableFailed(const char *function, std::int32_t line) {
-    return QZGetStatus() < 0 && report(QZ_StsBackTrace, function, "Bad Ptr", line) != 0;
-}
-
-struct FlagLines {
-    std::int32_t both, neither;
-};
-
-bool directionIsClear(std::int32_t flags, const char *function, FlagLines lines) {
-    switch (flags & (QZ_FORWARD | QZ_INVERSE)) {
-    case QZ_FORWARD | QZ_INVERSE:
-        report(QZ_StsBadArg, function, "Error in flag (QZ_FORWARD & QZ_INVERSE are presented)", lines.both);
-        return false;
-    case 0:
-        report(QZ_StsBadArg, function, "Error in flag (QZ_FORWARD & QZ_INVERSE are not presented)",
-               lines.neither);
-        return false;
-    default:
-        return true;
-    }
-}
-
-std::int32_t signOf(std::int32_t flags) { return (flags & QZ_FORWARD) != 0 ? 1 : -1; }
-
-/// The factor of the inverse: 1/n unless left out.
-double factorOf(std::int32_t flags, std::int32_t order) {
-    const bool scaled = (flags & QZ_INVERSE) != 0 && (flags & QZ_NOSCALE) == 0;
-    return scaled ? 1.0 / static_cast<double>(std::int64_t{1} << order) : 1.0;
-}
-
-void scale(float *x, std::int64_t n, double factor) {
-    if (factor != 1.0) simd::kernels().fft.scale(x, static_cast<std::size_t>(n), factor);
-}
-
 const simd::FftKernels &splitKernels(std::int64_t h) {
     const bool lanes = h >= static_cast<std::int64_t>(simd::lowestLaneSplit);
     return lanes ? simd::kernels().fft : simd::kernelsOf(simd::Level::plain).fft;
@@ -175,6 +140,35 @@ void copyFloats(const float *src, float *dst, std::int32_t order, std::int64_t f
 }
 
 } // namespace
+
+bool tableFailed(const Reporter &reporter, const char *function, std::int32_t line) {
+    return QZGetStatus() < 0 && reporter(QZ_StsBackTrace, function, "Bad Ptr", line) != 0;
+}
+
+bool directionIsClear(const Reporter &reporter, const char *function, FlagLines lines, std::int32_t flags) {
+    switch (flags & (QZ_FORWARD | QZ_INVERSE)) {
+    case QZ_FORWARD | QZ_INVERSE:
+        reporter(QZ_StsBadArg, function, "Error in flag (QZ_FORWARD & QZ_INVERSE are presented)", lines.both);
+        return false;
+    case 0:
+        reporter(QZ_StsBadArg, function, "Error in flag (QZ_FORWARD & QZ_INVERSE are not presented)",
+                 lines.neither);
+        return false;
+    default:
+        return true;
+    }
+}
+
+std::int32_t signOf(std::int32_t flags) { return (flags & QZ_FORWARD) != 0 ? 1 : -1; }
+
+double factorOf(std::int32_t flags, std::int32_t order) {
+    const bool scaled = (flags & QZ_INVERSE) != 0 && (flags & QZ_NOSCALE) == 0;
+    return scaled ? 1.0 / static_cast<double>(std::int64_t{1} << order) : 1.0;
+}
+
+void scaleFloats(float *x, std::int64_t n, double factor) {
+    if (factor != 1.0) simd::kernels().fft.scale(x, static_cast<std::size_t>(n), factor);
+}
 
 const QZComplexFloat *QZcGetFftTwdTbl(std::int32_t order) {
     return obtainTable(QZ_GetContext()->Fft.twiddle, order, 404, computeTwiddles);
@@ -254,7 +248,7 @@ bool transformComplexFrom(const QZComplexFloat *src, QZComplexFloat *x, std::int
         QZcFftCore(x, n, sign, twiddle);
         if (!QZcBitRevPermute(x, order)) return false;
     }
-    scale(reinterpret_cast<float *>(x), 2 * n, factor);
+    scaleFloats(reinterpret_cast<float *>(x), 2 * n, factor);
     return true;
 }
 
@@ -280,8 +274,8 @@ bool complexFft(const QZComplexFloat *src, QZComplexFloat *data, std::int32_t or
     constexpr const char *name = "QZcFft";
     if (order == 0) return false;
     const QZComplexFloat *twiddle = QZcGetFftTwdTbl(order);
-    if (tableFailed(name, 764)) return false;
-    if (!directionIsClear(flags, name, {768, 773}) || twiddle == nullptr) return false;
+    if (tableFailed(report, name, 764)) return false;
+    if (!directionIsClear(report, name, {768, 773}, flags) || twiddle == nullptr) return false;
 
     transformComplexFrom(src, data, order, signOf(flags), twiddle, factorOf(flags, order));
     return true;
@@ -291,17 +285,18 @@ bool realFft(const float *src, float *data, std::int32_t order, std::int32_t fla
     constexpr const char *name = "QZsRealFft";
     if (order == 0) return false;
     const QZComplexFloat *table = QZGetRealFftTwdTbl(order);
-    if (tableFailed(name, 1029)) return false;
+    if (tableFailed(report, name, 1029)) return false;
     const QZComplexFloat *twiddle = order > 0 ? QZcGetFftTwdTbl(order - 1) : nullptr;
-    if (order > 0 && tableFailed(name, 1033)) return false;
-    if (!directionIsClear(flags, name, {1038, 1043}) || table == nullptr || twiddle == nullptr) return false;
+    if (order > 0 && tableFailed(report, name, 1033)) return false;
+    if (!directionIsClear(report, name, {1038, 1043}, flags) || table == nullptr || twiddle == nullptr)
+        return false;
 
     auto *points = reinterpret_cast<QZComplexFloat *>(data);
     const std::int64_t n = std::int64_t{1} << order;
     if (transformComplexFrom(reinterpret_cast<const QZComplexFloat *>(src), points, order - 1, signOf(flags),
                              twiddle, 1.0)) {
         splitReal(points, n / 2, signOf(flags), table);
-        scale(data, n, factorOf(flags, order));
+        scaleFloats(data, n, factorOf(flags, order));
     }
     return true;
 }
@@ -334,10 +329,11 @@ void QZsRealFft(float *data, int32_t order, int32_t flags) { realFft(data, data,
 void QZsCcsFft(float *data, int32_t order, int32_t flags) {
     if (order == 0) return;
     const QZComplexFloat *table = QZcGetFftTwdTbl(order);
-    if (tableFailed(__func__, 1173)) return;
+    if (tableFailed(report, __func__, 1173)) return;
     const QZComplexFloat *twiddle = order > 0 ? QZcGetFftTwdTbl(order - 1) : nullptr;
-    if (order > 0 && tableFailed(__func__, 1177)) return;
-    if (!directionIsClear(flags, __func__, {1182, 1187}) || table == nullptr || twiddle == nullptr) return;
+    if (order > 0 && tableFailed(report, __func__, 1177)) return;
+    if (!directionIsClear(report, __func__, {1182, 1187}, flags) || table == nullptr || twiddle == nullptr)
+        return;
 
     auto *points = reinterpret_cast<QZComplexFloat *>(data);
     const std::int64_t n = std::int64_t{1} << order;

@@ -1041,6 +1041,99 @@ QZK_API void QZsCcsFft(float *data, int32_t order, int32_t flags);
 QZK_API void QZsCcsFftNip(const float *src, float *dst, int32_t order, int32_t flags);
 
 /**
+ * @name Transforms of 16-bit data
+ *
+ * The data are widened to singles in a work buffer, transformed there as by QZcFft(), QZsRealFft() or
+ * QZsCcsFft(), and narrowed as by QZswbConvertDown() with `doScale` and `scaleFactor`: integer = value *
+ * 2^-k. The buffer grows to the largest transform and is kept until QZFreeFftTbls().
+ *
+ * Order 0 and below changes nothing, whatever the flags; the forms with a destination copy one element then.
+ * Every failure leaves the data as they are (those of the forms with a destination: the copy of the source):
+ *  - a fault in the direction bits, reported before any table is fetched;
+ *  - #QZ_StsNoMem for a table, followed by a back-trace record "Bad Ptr" of `Fft_Core_Short_As_Float`; a
+ *    negative status word left by an earlier failure gives this record too;
+ *  - #QZ_StsNoMem for the buffer, "insufficiency of memory for pointer  pQZContext->Fft.sBuffer". Until
+ *    QZFreeFftTbls() is called, transforms up to this size then fail likewise without asking for memory;
+ *  - the reports of QZswbConvertDown().
+ *
+ * All but the first are followed by a back-trace record of the transform itself.
+ * @{
+ */
+/**
+ * Complex transform in place.
+ *
+ * @param data 2^order points; their transform on return
+ * @param order base-2 logarithm of the number of points; at most 29
+ * @param flags direction and scaling
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ */
+QZK_API void QZvFft(QZComplexShort *data, int32_t order, int32_t flags, int32_t doScale,
+                    int32_t *scaleFactor);
+
+/**
+ * Packed spectrum of real samples in place.
+ *
+ * @param data 2^order samples; their packed spectrum on return
+ * @param order base-2 logarithm of the number of samples; at most 30
+ * @param flags direction and scaling
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ */
+QZK_API void QZwRealFft(int16_t *data, int32_t order, int32_t flags, int32_t doScale, int32_t *scaleFactor);
+
+/**
+ * Real samples of a packed spectrum in place.
+ *
+ * @param data packed spectrum of 2^order integers; the samples in natural order on return
+ * @param order base-2 logarithm of the number of samples; at most 30
+ * @param flags direction and scaling
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ */
+QZK_API void QZwCcsFft(int16_t *data, int32_t order, int32_t flags, int32_t doScale, int32_t *scaleFactor);
+
+/**
+ * Complex transform into a destination: QZwbCopy(), then QZvFft() there.
+ *
+ * @param src 2^order points
+ * @param[out] dst room for 2^order points: their transform
+ * @param order base-2 logarithm of the number of points; at most 29
+ * @param flags direction and scaling
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ */
+QZK_API void QZvFftNip(const QZComplexShort *src, QZComplexShort *dst, int32_t order, int32_t flags,
+                       int32_t doScale, int32_t *scaleFactor);
+
+/**
+ * Packed spectrum of real samples into a destination: QZwbCopy(), then QZwRealFft() there.
+ *
+ * @param src 2^order samples
+ * @param[out] dst room for 2^order integers: the packed spectrum
+ * @param order base-2 logarithm of the number of samples; at most 30
+ * @param flags direction and scaling
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ */
+QZK_API void QZwRealFftNip(const int16_t *src, int16_t *dst, int32_t order, int32_t flags, int32_t doScale,
+                           int32_t *scaleFactor);
+
+/**
+ * Real samples of a packed spectrum into a destination: QZwbCopy(), then QZwCcsFft() there.
+ *
+ * @param src packed spectrum of 2^order integers
+ * @param[out] dst room for 2^order integers: the samples
+ * @param order base-2 logarithm of the number of samples; at most 30
+ * @param flags direction and scaling
+ * @param doScale one of the scale modes
+ * @param[in,out] scaleFactor k: read by #QZ_ScaleFixed, stored by the other modes
+ */
+QZK_API void QZwCcsFftNip(const int16_t *src, int16_t *dst, int32_t order, int32_t flags, int32_t doScale,
+                          int32_t *scaleFactor);
+/** @} */
+
+/**
  * @brief Releases the tables and work buffers of all Fourier transforms.
  *
  * The next transform builds its tables again, with the same bits.

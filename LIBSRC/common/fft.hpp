@@ -1,11 +1,29 @@
 // Internal functions of the Fourier transforms, shared with the 16-bit forms and the tests.
 #pragma once
 
+#include "common/report.hpp"
 #include "qzk.h"
 
 #include <cstdint>
 
 namespace qzk {
+
+/// Reports a negative status after a table was asked for; true when the transform has to stop. A handler may
+/// answer with 0, which means to go on.
+bool tableFailed(const Reporter &reporter, const char *function, std::int32_t line);
+
+/// Lines of the reports on the direction bits.
+struct FlagLines {
+    std::int32_t both, neither;
+};
+
+/// False after a report unless exactly one direction is set.
+bool directionIsClear(const Reporter &reporter, const char *function, FlagLines lines, std::int32_t flags);
+
+std::int32_t signOf(std::int32_t flags);
+
+/// The factor of the inverse: 1/n unless left out; 1 for the forward transform.
+double factorOf(std::int32_t flags, std::int32_t order);
 
 /// Table of W^k = e^(-2 pi i k/n), k = 0 .. n-1, n = 2^order; null after a report when it cannot be had.
 const QZComplexFloat *QZcGetFftTwdTbl(std::int32_t order);
@@ -37,5 +55,8 @@ void splitReal(QZComplexFloat *z, std::int64_t h, std::int32_t sign, const QZCom
 /// Between the packed spectrum of n real samples and the transform of h = n/2 complex points; the table is
 /// QZcGetFftTwdTbl of order log2 n.
 void splitCcs(QZComplexFloat *z, std::int64_t h, std::int32_t sign, const QZComplexFloat *twiddle);
+
+/// Multiplies with `factor`, a power of two.
+void scaleFloats(float *x, std::int64_t n, double factor);
 
 } // namespace qzk
