@@ -1,5 +1,5 @@
-// Operands of the element loops: what an element is, where it lies and what fits into it. How nibbles are
-// packed is known here and nowhere else. Inlined everywhere and with internal linkage where code is
+// Operands of the element loops: what an element is, where it lies and what fits into it. How nibbles and
+// bits are packed is known here and nowhere else. Inlined everywhere and with internal linkage where code is
 // concerned, for the sources of the levels too.
 #pragma once
 
@@ -12,8 +12,9 @@
 
 namespace qzk {
 
-/// Stands for the unsigned element of four bits.
+/// Stand for the unsigned elements of four bits and of one.
 struct Nibble;
+struct Bit;
 
 /// Consecutive elements of T at any address, or its first element repeated where step is 0.
 template <class T>
@@ -57,7 +58,7 @@ struct Nibbles {
     static constexpr Exact highest = 15;
 
     Byte *first;
-    std::size_t skipped;
+    std::size_t skipped = 0;
     std::size_t step = 1;
 
     [[gnu::always_inline]] Exact get(std::size_t i) const {
@@ -89,6 +90,37 @@ template <class Byte>
     return {first, nibbleOffset != 0 ? std::size_t{0} : std::size_t{1}};
 }
 
+/// Bits, eight in each Byte, the most significant one first. `skipped` bits of *first come before element 0.
+template <class Byte>
+struct Bits {
+    using Element = Bit;
+    using Exact = std::int32_t;
+
+    static constexpr int width = 1;
+    static constexpr bool isSigned = false;
+    static constexpr Exact lowest = 0;
+    static constexpr Exact highest = 1;
+
+    Byte *first;
+    std::size_t skipped = 0;
+
+    [[gnu::always_inline]] Exact get(std::size_t i) const {
+        const std::size_t bit = skipped + i;
+        return first[bit / 8] >> (7 - bit % 8) & 1;
+    }
+    /// Stores the lowest bit and leaves the byte's other bits alone.
+    [[gnu::always_inline]] void set(std::size_t i, Exact value) const {
+        const std::size_t bit = skipped + i, shift = 7 - bit % 8;
+        Byte &byte = first[bit / 8];
+        byte = static_cast<Byte>((byte & ~(1 << shift)) | (value & 1) << shift);
+    }
+    [[gnu::always_inline]] Bits from(std::size_t i) const {
+        const std::size_t bit = skipped + i;
+        return {first + bit / 8, bit % 8};
+    }
+    [[gnu::always_inline]] operator Bits<const std::uint8_t>() const { return {first, skipped}; }
+};
+
 /// Operand of an element, to read from and to write to.
 template <class Element>
 struct ViewOf {
@@ -99,6 +131,11 @@ template <>
 struct ViewOf<Nibble> {
     using Source = Nibbles<const std::uint8_t>;
     using Target = Nibbles<std::uint8_t>;
+};
+template <>
+struct ViewOf<Bit> {
+    using Source = Bits<const std::uint8_t>;
+    using Target = Bits<std::uint8_t>;
 };
 template <class Element>
 using Source = typename ViewOf<Element>::Source;

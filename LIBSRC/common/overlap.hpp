@@ -19,6 +19,13 @@ inline bool apartOrIdentical(std::uint64_t src, std::uint64_t dst, std::uint64_t
     return src == dst || (src > dst ? src - dst : dst - src) >= extent;
 }
 
+/// True where two stretches of n bytes share none.
+inline bool apart(const void *a, const void *b, std::size_t n) {
+    const auto first = reinterpret_cast<std::uintptr_t>(a);
+    const auto second = reinterpret_cast<std::uintptr_t>(b);
+    return (first > second ? first - second : second - first) >= n;
+}
+
 /// How many bytes an ascending loop may read before it writes any of them and still give what single steps
 /// give: all of them where no write reaches a later read, else the distance of the operands. `reach` is how
 /// many bytes past its own a step reads.

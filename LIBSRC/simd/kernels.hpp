@@ -9,6 +9,7 @@
 #include "simd/distance.hpp"
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
+#include "simd/reverse.hpp"
 #include "simd/warp.hpp"
 
 namespace qzk::simd {
@@ -23,6 +24,7 @@ struct Kernels {
     DistanceKernels distance;
     FftKernels fft;
     LogicKernels logic;
+    ReverseKernels reverse;
     WarpKernels warp;
 };
 
