@@ -1885,6 +1885,58 @@ QZK_API void QZwbXor2s(int16_t value, int16_t *srcDst, int32_t len);
 /** @} */
 /** @} */
 
+/**
+ * @defgroup rotate Image rotation
+ *
+ * Quarter and half turns of images of bits (b), nibbles (n) and bytes (y, t). An image is a table of pointers
+ * to its rows, as QZbAlloc2() and its siblings make them. Column c of a row of bits is bit 7 - c mod 8 of
+ * byte c / 8, column c of a row of nibbles the high half of byte c / 2 where c is even, else the low half.
+ *
+ * The turned picture is centred in the destination. For each pair of extents that face each other after the
+ * turn, the smaller one counts: the larger one has half the difference, rounded down, before the part that is
+ * written or read. All other elements of the destination keep their values, those that share a byte with it
+ * included, and no source byte outside the part that is moved is read.
+ *
+ * With the part that is moved of r rows and c columns, its element (i, j) goes to
+ *
+ * | `angle` | Row | Column |
+ * |---|---|---|
+ * | 180 | r - 1 - i | c - 1 - j |
+ * | -90, clockwise | j | r - 1 - i |
+ * | any other, counter-clockwise | c - 1 - j | i |
+ *
+ * of the part that is written. The images have to be separate: one that shares memory with the other loses
+ * elements before they are moved, and which ones is not defined. Nothing here takes memory or reports
+ * anything.
+ * @{
+ */
+
+/**
+ * @name Rotation
+ * @{
+ */
+/**
+ * Turns an image into another one.
+ * @param srcImage  rows of the source
+ * @param dstImage  rows of the destination
+ * @param angle  180 for a half turn, -90 for a quarter turn clockwise; any other value, 0 and 270 included,
+ * is a quarter turn counter-clockwise
+ * @param srcRows  rows of the source; an extent of 0 or less, of either image, means that nothing is moved
+ * @param srcCols  columns of the source
+ * @param dstRows  rows of the destination
+ * @param dstCols  columns of the destination
+ */
+QZK_API void QZbRotateImage(const uint8_t *const *srcImage, uint8_t *const *dstImage, int32_t angle,
+                            int32_t srcRows, int32_t srcCols, int32_t dstRows, int32_t dstCols);
+QZK_API void QZnRotateImage(const uint8_t *const *srcImage, uint8_t *const *dstImage, int32_t angle,
+                            int32_t srcRows, int32_t srcCols, int32_t dstRows, int32_t dstCols);
+QZK_API void QZyRotateImage(const uint8_t *const *srcImage, uint8_t *const *dstImage, int32_t angle,
+                            int32_t srcRows, int32_t srcCols, int32_t dstRows, int32_t dstCols);
+QZK_API void QZtRotateImage(const int8_t *const *srcImage, int8_t *const *dstImage, int32_t angle,
+                            int32_t srcRows, int32_t srcCols, int32_t dstRows, int32_t dstCols);
+/** @} */
+/** @} */
+
 #ifdef __cplusplus
 }
 #endif

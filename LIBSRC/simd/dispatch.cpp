@@ -57,6 +57,7 @@ Kernels kernelsUpTo(Level level) {
     installUpTo(level, table.fft);
     installUpTo(level, table.logic);
     installUpTo(level, table.reverse);
+    installUpTo(level, table.rotate);
     installUpTo(level, table.warp);
     return table;
 }

@@ -10,6 +10,7 @@
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
 #include "simd/reverse.hpp"
+#include "simd/rotate.hpp"
 #include "simd/warp.hpp"
 
 namespace qzk::simd {
@@ -25,6 +26,7 @@ struct Kernels {
     FftKernels fft;
     LogicKernels logic;
     ReverseKernels reverse;
+    RotateKernels rotate;
     WarpKernels warp;
 };
 
