@@ -1,5 +1,6 @@
 // Fill, copy and bitwise logic of packed runs. A two-operand form moves one source through its operation, a
 // three-operand form moves the joined sources by a plain copy; a nibble run is a bit run four times as long.
+#include "common/bit_run.hpp"
 #include "common/overlap.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
@@ -104,21 +105,6 @@ void shiftBytes(Pair<Joint> source, uint8_t *dst, size_t n, unsigned left) {
         kernelsFor<Joint>(table).shiftedPair(source.src1 + i, source.src2 + i, dst + i, count, left);
     });
 }
-
-/// Position of a run within its bytes.
-struct BitRun {
-    size_t last; // index of its last byte
-    uint8_t firstMask, lastMask;
-
-    BitRun(int32_t bitOffset, int64_t len) {
-        const unsigned start = bitOffset & 7;
-        const int64_t lastBit = len + 6 - start; // counted from bit 7 of the first byte
-        last = static_cast<size_t>(lastBit >> 3);
-        firstMask = static_cast<uint8_t>(0xFFu >> (7 - start));
-        lastMask = static_cast<uint8_t>(0xFFu << (7 - (lastBit & 7)));
-        if (last == 0) firstMask = lastMask = firstMask & lastMask;
-    }
-};
 
 template <class Operation>
 void combineMasked(uint8_t value, uint8_t *dst, uint8_t mask) {

@@ -214,6 +214,51 @@ QZK_API int32_t QZWinError(int32_t status, const char *funcName, const char *mes
 /** @} */
 
 /**
+ * @defgroup info Library and processor information
+ * Nothing here reports anything.
+ * @{
+ */
+
+/** Version of the library: 3.1.4. */
+typedef struct {
+    int32_t major; /**< 3 */
+    int32_t minor; /**< 1 */
+    int32_t build; /**< 4 */
+} QZLibraryInfo;
+
+/** What the processor says about itself. */
+typedef struct {
+    int32_t family;   /**< family, 0 to 15, or 55 for family 5 with MMX */
+    int32_t model;    /**< model, 0 to 15; 0 for families below 4 */
+    int32_t stepping; /**< stepping, 0 to 15; 0 for families below 4 */
+    char name[36];    /**< description, ended by a zero byte */
+} QZProcessorInfo;
+
+/**
+ * Module name of this variant of the library, the same on every system.
+ * @return the constant text "qzkg1.dll", not to be changed or freed
+ */
+QZK_API const char *QZGetSpecificLibraryName(void);
+
+/**
+ * Version of the library.
+ * @param info  receives the three numbers; not null
+ * @return `info`
+ */
+QZK_API QZLibraryInfo *QZGetLibraryInfo(QZLibraryInfo *info);
+
+/**
+ * Describes the processor from its own identification, leaf 1 of the CPUID instruction, without the extended
+ * family and model. The name is "<family> [model <model>, stepping <stepping>]" with "i486" for family 4,
+ * "Pentium" for 5, "P55C" for 5 with MMX, "Pentium Pro" for 6, and no text before the blank for later
+ * families. For those below 4 it is "i086/i088" (0), "" (1), "i286" (2) or "i386" (3) alone. A processor
+ * without that instruction counts as family 1.
+ * @param info  receives the description; not null
+ */
+QZK_API void QZGetProcessorInfo(QZProcessorInfo *info);
+/** @} */
+
+/**
  * @defgroup memory Memory of two-dimensional arrays
  * Two kinds of storage for matrices, images and sets of vectors; both are passed on as arrays of row
  * pointers.
@@ -645,6 +690,127 @@ QZK_API void QZnbShiftR(uint8_t *srcDst, int32_t nibbleOffset, int32_t len, uint
 /** @} */
 
 /**
+ * @defgroup reduction Minima, maxima and sums
+ *
+ * Reductions of one vector to one number. Vectors are only read; nothing here takes memory or reports
+ * anything.
+ * @{
+ */
+
+/**
+ * @name Minima and maxima
+ * @{
+ */
+/**
+ * The smallest (Min) or largest (Max) element and its place; of equal ones the first. Floats compare by their
+ * bits: any with the sign set is below any without, then the magnitude counts, so that -0 is below 0 and a
+ * not-a-number lies beyond the infinity of its sign.
+ * @param src  elements
+ * @param len  number of elements; with 0 or less, element 0 is still read and returned
+ * @param index  receives the element's place, counted from 0; not null
+ * @return the element
+ */
+QZK_API uint8_t QZyMin(const uint8_t *src, int32_t len, int32_t *index);
+QZK_API int8_t QZtMin(const int8_t *src, int32_t len, int32_t *index);
+QZK_API int16_t QZwMin(const int16_t *src, int32_t len, int32_t *index);
+QZK_API float QZsMin(const float *src, int32_t len, int32_t *index);
+QZK_API uint8_t QZyMax(const uint8_t *src, int32_t len, int32_t *index);
+QZK_API int8_t QZtMax(const int8_t *src, int32_t len, int32_t *index);
+QZK_API int16_t QZwMax(const int16_t *src, int32_t len, int32_t *index);
+QZK_API float QZsMax(const float *src, int32_t len, int32_t *index);
+/** @} */
+
+/**
+ * @name Minima and maxima of nibbles
+ * @{
+ */
+/**
+ * The smallest (Min) or largest (Max) nibble and its place; of equal ones the first.
+ * @param src  first byte of the vector
+ * @param nibbleOffset  lowest bit 0: the vector begins in the low half of the first byte, 1: in the high half
+ * @param len  number of nibbles; with 0 or less, nibble 0 is still read and returned
+ * @param index  receives the nibble's place, counted from 0 at the vector's first nibble; not null
+ * @return the nibble, 0 to 15
+ */
+QZK_API uint8_t QZnMin(const uint8_t *src, int32_t nibbleOffset, int32_t len, int32_t *index);
+QZK_API uint8_t QZnMax(const uint8_t *src, int32_t nibbleOffset, int32_t len, int32_t *index);
+/** @} */
+
+/**
+ * Number of bits that are 1.
+ * @param src  first byte of the vector
+ * @param bitOffset  place of the first bit in the first byte, 7 (highest) to 0; the low three bits count
+ * @param len  number of bits; 0 or less counts nothing
+ * @param scaleMode  #QZ_ScaleFixed: the number times 2^-`*scaleFactor`, rounded down, low 32 bits; any other:
+ *                   the number
+ * @param scaleFactor  read by #QZ_ScaleFixed, set to 0 by any other mode; not null
+ * @return the number of bits
+ */
+QZK_API int32_t QZbSum(const uint8_t *src, int32_t bitOffset, int32_t len, int32_t scaleMode,
+                       int32_t *scaleFactor);
+
+/**
+ * Sum of nibbles, modulo 2^32.
+ * @param src  first byte of the vector
+ * @param nibbleOffset  0: the vector begins in the low half of the first byte, otherwise in the high half
+ * @param len  number of nibbles; 0 or less gives 0
+ * @param scaleMode  #QZ_ScaleFixed: the sum times 2^-`*scaleFactor`, rounded down, low 32 bits; any other:
+ * the sum
+ * @param scaleFactor  read by #QZ_ScaleFixed, set to 0 by any other mode; not null
+ * @return the sum
+ */
+QZK_API uint32_t QZnSum(const uint8_t *src, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
+                        int32_t *scaleFactor);
+
+/**
+ * Sum of unsigned bytes, modulo 2^32.
+ * @param src  elements
+ * @param len  number of elements; 0 or less gives 0
+ * @param scaleMode  #QZ_ScaleWrap: the sum; #QZ_ScaleFixed: the sum times 2^-`*scaleFactor`, rounded down,
+ * low 32 bits; #QZ_ScaleSaturate: at most 2147483647; any other: shifted to the right until it is at most
+ * 2147483647
+ * @param scaleFactor  read by #QZ_ScaleFixed; set to the number of shifts by the searching modes, else to 0;
+ *                     not null
+ * @return the sum
+ */
+QZK_API uint32_t QZySum(const uint8_t *src, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+
+/**
+ * Sum of signed bytes: the low 32 bits as a signed number.
+ * @param src  elements
+ * @param len  number of elements; 0 or less gives 0
+ * @param scaleMode  #QZ_ScaleFixed: the sum times 2^-`*scaleFactor`, rounded down, low 32 bits; any other:
+ * the sum
+ * @param scaleFactor  read by #QZ_ScaleFixed, set to 0 by any other mode; not null
+ * @return the sum
+ */
+QZK_API int32_t QZtSum(const int8_t *src, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+
+/**
+ * Sum of 16-bit words. It is exact before `scaleMode` fits it to 32 bits.
+ * @param src  elements
+ * @param len  number of elements; 0 or less gives 0
+ * @param scaleMode  #QZ_ScaleWrap: the low 32 bits; #QZ_ScaleFixed: the sum times 2^-`*scaleFactor`, rounded
+ *                   down, low 32 bits; #QZ_ScaleSaturate: clamped; any other: shifted to the right, rounded
+ *                   down, by the smallest number of bits that makes it fit
+ * @param scaleFactor  read by #QZ_ScaleFixed; set to the number of bits by the searching modes, else to 0;
+ * not null
+ * @return the sum
+ */
+QZK_API int32_t QZwSum(const int16_t *src, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
+
+/**
+ * Sum of floats in double precision, rounded to float at the end. From the end of the vector, groups of four
+ * elements add to four sums, one for each place in the group, starting at 0. These four add up from the first
+ * place to the last; the elements left over at the start follow from the last to the first.
+ * @param src  elements
+ * @param len  number of elements; 0 or less gives 0
+ * @return the sum
+ */
+QZK_API float QZsSum(const float *src, int32_t len);
+/** @} */
+
+/**
  * @defgroup distance Dot products, norms and distances
  *
  * Reductions of two vectors to one number, with d[i] = src1[i] - src2[i]. Terms and sums are double; floats
@@ -776,6 +942,21 @@ QZK_API int32_t QZwMahalanobisD(const int16_t *src1, const int16_t *src2, const 
  */
 QZK_API int32_t QZwMahalanobis(const int16_t *src1, const int16_t *src2, const int16_t *const *rows,
                                int32_t len, int32_t doSqrt, int32_t doScale, int32_t *scaleFactor);
+/** @} */
+
+/**
+ * @defgroup power2 Powers of two
+ * @{
+ */
+
+/**
+ * 2^n. From -64 to 64 it is the decimal number of 15 significant digits next to the power, as a double,
+ * except for 5.76460752303424e17 (2^59), 9.31322574615478e-10 (2^-30) and 1.45519152283668e-11 (2^-36): exact
+ * from -21 to 49. Beyond these it is exact where there is such a double, infinite above and 0 below.
+ * @param n  any exponent
+ * @return the power
+ */
+QZK_API double QZPower2(int32_t n);
 /** @} */
 
 /**

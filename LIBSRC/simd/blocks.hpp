@@ -261,7 +261,8 @@ struct WholeBytes {
     std::size_t bytes;
     std::size_t after; // nibbles behind the last one, 0 or 1
 
-    [[gnu::always_inline]] WholeBytes(Target<Nibble> nibbles, std::size_t n)
+    template <class Byte>
+    [[gnu::always_inline]] WholeBytes(Nibbles<Byte> nibbles, std::size_t n)
         : before(n != 0 ? nibbles.skipped : 0), bytes((n - before) / 2), after((n - before) % 2) {}
 };
 

@@ -9,6 +9,7 @@
 #include "simd/distance.hpp"
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
+#include "simd/reduction.hpp"
 #include "simd/reverse.hpp"
 #include "simd/rotate.hpp"
 #include "simd/warp.hpp"
@@ -25,6 +26,7 @@ struct Kernels {
     DistanceKernels distance;
     FftKernels fft;
     LogicKernels logic;
+    ReductionKernels reduction;
     ReverseKernels reverse;
     RotateKernels rotate;
     WarpKernels warp;
