@@ -1730,6 +1730,57 @@ QZK_API int32_t QZwEvalDTW(const int32_t *ids, int32_t nIds, const int16_t *cons
 /** @} */
 
 /**
+ * @defgroup quantiser Vector quantisation
+ *
+ * Nearest code vectors of a codebook, as found by k-means (Lloyd 1982) or a self-organising map (Kohonen
+ * 1990). Code k, counted from 0, begins at codebook[k dim]; the codebook is only read. Nothing here takes
+ * memory or reports anything. The arrays written must not overlap anything else.
+ * @{
+ */
+
+/**
+ * @brief Distances of a vector to every code, and the nearest codes.
+ *
+ * A distance is the sum of (x[i] - code[i])^2 in double precision, from the first element to the last, or its
+ * square root, rounded to float. The codes are ranked by an exchange sort: for each of the ranked positions
+ * p, from the first, and each later position q, the codes at p and q change places where that at p is
+ * farther. Not-a-number is never farther and never nearer.
+ * @param x `dim` elements
+ * @param dim elements of a vector; 0 or less: all distances are 0
+ * @param nCodes number of code vectors, up to 32767; 0 or less: nothing is written
+ * @param codebook `nCodes` times `dim` elements
+ * @param nBest number of codes to rank; more than `nCodes`: all; 0 or less: `best` is not touched
+ * @param best room for `nCodes` numbers: the nearest codes in order of increasing distance, counted from 1,
+ *             then the others, counted from 0, as the exchanges left them
+ * @param useSqrt other than 0: square roots
+ * @param distances room for `nCodes` distances
+ * @return the place behind the last ranked code in `best`
+ */
+QZK_API int16_t *QZsVQKohonen(const float *x, int32_t dim, int32_t nCodes, const float *codebook,
+                              int32_t nBest, int16_t *best, int32_t useSqrt, float *distances);
+
+/**
+ * @brief Distances of a 16-bit vector to every code, and the nearest codes, as QZsVQKohonen() finds them; the
+ * distances are truncated to integers, those above 2147483647 to that.
+ * @param x `dim` elements
+ * @param dim elements of a vector; 0 or less: all distances are 0
+ * @param nCodes number of code vectors, up to 32767; 0 or less: nothing is written
+ * @param codebook `nCodes` times `dim` elements
+ * @param nBest number of codes to rank; more than `nCodes`: all; 0 or less: `best` is not touched
+ * @param best room for `nCodes` numbers: the nearest codes in order of increasing distance, counted from 1,
+ *             then the others, counted from 0, as the exchanges left them
+ * @param useSqrt other than 0: square roots
+ * @param ignored1 not used
+ * @param ignored2 not used
+ * @param distances room for `nCodes` distances
+ * @return the place behind the last ranked code in `best`
+ */
+QZK_API int16_t *QZwVQKohonen(const int16_t *x, int32_t dim, int32_t nCodes, const int16_t *codebook,
+                              int32_t nBest, int16_t *best, int32_t useSqrt, int32_t ignored1,
+                              int32_t ignored2, int32_t *distances);
+/** @} */
+
+/**
  * @defgroup logic Packed fill, copy and logic
  *
  * Runs of bits (b), nibbles (n), bytes (y, t), 16-bit words (w) and, for fill and copy, floats (s). A bit or

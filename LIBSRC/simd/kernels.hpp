@@ -9,6 +9,7 @@
 #include "simd/distance.hpp"
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
+#include "simd/quantiser.hpp"
 #include "simd/reduction.hpp"
 #include "simd/reverse.hpp"
 #include "simd/rotate.hpp"
@@ -26,6 +27,7 @@ struct Kernels {
     DistanceKernels distance;
     FftKernels fft;
     LogicKernels logic;
+    QuantiserKernels quantiser;
     ReductionKernels reduction;
     ReverseKernels reverse;
     RotateKernels rotate;
