@@ -69,6 +69,14 @@ typedef struct {
     int16_t im; /**< imaginary part */
 } QZComplexShort;
 
+/** Rectangle of an image. Rows and columns count from 0; both ends belong to it. */
+typedef struct {
+    int32_t leftTopRow;  /**< first row */
+    int32_t leftTopCol;  /**< first column */
+    int32_t rightBotRow; /**< last row */
+    int32_t rightBotCol; /**< last column */
+} QZCopyRegion;
+
 /**
  * @name Scale modes
  * How an integer result is fitted to its element: `scaleMode` of the vector families and `doScale` of the
@@ -2167,6 +2175,83 @@ QZK_API void QZyRotateImage(const uint8_t *const *srcImage, uint8_t *const *dstI
 QZK_API void QZtRotateImage(const int8_t *const *srcImage, int8_t *const *dstImage, int32_t angle,
                             int32_t srcRows, int32_t srcCols, int32_t dstRows, int32_t dstCols);
 /** @} */
+/** @} */
+
+/**
+ * @defgroup convolve Mask convolution
+ *
+ * Filters images of bits, nibbles and bytes with small integer masks. An image is a table of row pointers,
+ * such as QZyAlloc2() or QZyAllocTable() make; rows of bits and nibbles begin at the first element of their
+ * first byte.
+ * @{
+ */
+
+/**
+ * @name Image types
+ * @{
+ */
+#define QZ_ImageSignedByte 0 /**< signed bytes (t), -128 to 127 */
+#define QZ_ImageNibble 1     /**< nibbles (n), 0 to 15 */
+#define QZ_ImageByte 2       /**< unsigned bytes (y), 0 to 255 */
+#define QZ_ImageBit 3        /**< bits (b), 0 or 1 */
+/** @} */
+
+/**
+ * @name Mask types
+ * @{
+ */
+#define QZ_Mask8Bits 0  /**< coefficients are `int8_t`; any value but #QZ_Mask16Bits works so */
+#define QZ_Mask16Bits 1 /**< coefficients are `int16_t` */
+/** @} */
+
+/**
+ * Convolves a rectangle of an image with a mask.
+ *
+ * Mask element (floor(maskRows / 2), floor(maskCols / 2)) lies over the element that is computed: the middle
+ * one, or the later one of the two where a size is even. Its sum is that of all coefficients times the source
+ * elements that they lie over; the mask is not flipped. Elements outside the image count as 0. Sums are
+ * exact. `scaleMode` says what is stored:
+ *
+ * | scaleMode | Stored | `*pShift` afterwards |
+ * |---|---|---|
+ * | #QZ_ScaleWrap | low bits of the sum | 0 |
+ * | #QZ_ScaleFixed | low bits of floor(sum times 2^-`*pShift`) | only read |
+ * | #QZ_ScaleSaturate | the sum clamped to the range of the destination's type | 0 |
+ * | any other | where the whole mask lies inside the image as #QZ_ScaleSaturate, else as #QZ_ScaleWrap | 0 |
+ *
+ * Bits of a shared byte that belong to no element of the rectangle keep their values.
+ *
+ * A mask or image without rows or columns, and a rectangle outside the image, do nothing and leave `*pShift`
+ * alone.
+ *
+ * Rows of the images may overlap, as in place. The order is this then: elements with the whole mask inside
+ * the image come first, row by row from the top, and each of their source rows is read just before the first
+ * destination row that needs it is written; so in place they are what they would be in another image. The
+ * other elements follow one by one, and read what has been written so far: those of the rows above the
+ * former, those of the rows below, then row by row those to the left and to the right. `*pShift` and the
+ * tables of rows may not lie within the destination.
+ *
+ * Without memory, or with a negative status from before the call, nothing is written, `*pShift` stays, and
+ * #QZ_StsBackTrace is reported after what the allocation has reported.
+ * @param srcImage source image
+ * @param mask table of `maskRows` rows of `maskCols` coefficients; the coefficients are read first
+ * @param dstImage destination image, as large as the source
+ * @param srcType type of the source: #QZ_ImageSignedByte, #QZ_ImageNibble, #QZ_ImageByte or #QZ_ImageBit; not
+ *        checked
+ * @param maskType type of the coefficients: #QZ_Mask16Bits or #QZ_Mask8Bits
+ * @param dstType type of the destination, like `srcType`
+ * @param nRows rows of the images
+ * @param nCols columns of the images
+ * @param maskRows rows of the mask
+ * @param maskCols columns of the mask
+ * @param convRgn rectangle to compute, clipped to the image; null: all of it
+ * @param scaleMode how sums are stored
+ * @param[in,out] pShift shift of #QZ_ScaleFixed, of any size and sign; has to be valid with every mode
+ */
+QZK_API void QZMaskConvolve(const void *const *srcImage, const void *const *mask, void *const *dstImage,
+                            int32_t srcType, int32_t maskType, int32_t dstType, int32_t nRows, int32_t nCols,
+                            int32_t maskRows, int32_t maskCols, const QZCopyRegion *convRgn,
+                            int32_t scaleMode, int32_t *pShift);
 /** @} */
 
 #ifdef __cplusplus

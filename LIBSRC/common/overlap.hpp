@@ -51,4 +51,23 @@ inline bool wideningBlocksAreExact(const void *src, const void *dst, std::size_t
     return narrowingBlocksAreExact(dst, dstBytes, src);
 }
 
+/// For images: true where no row of the destination shares bytes with another one or with a row of the
+/// source. May be false without need: destination rows have to follow one another upwards or downwards, and
+/// no source row may lie between them.
+inline bool rowsApart(const void *const *src, std::int64_t srcRows, std::size_t srcBytes,
+                      const void *const *dst, std::int64_t dstRows, std::size_t dstBytes) {
+    const auto address = [](const void *row) { return reinterpret_cast<std::uintptr_t>(row); };
+    const std::uintptr_t first = address(dst[0]), last = address(dst[dstRows - 1]);
+    const bool upwards = first <= last;
+    for (std::int64_t r = 1; r < dstRows; ++r) {
+        const std::uintptr_t low = address(dst[upwards ? r - 1 : r]);
+        const std::uintptr_t high = address(dst[upwards ? r : r - 1]);
+        if (high < low || high - low < dstBytes) return false;
+    }
+    const std::uintptr_t begin = upwards ? first : last, end = (upwards ? last : first) + dstBytes;
+    for (std::int64_t r = 0; r < srcRows; ++r)
+        if (address(src[r]) < end && address(src[r]) + srcBytes > begin) return false;
+    return true;
+}
+
 } // namespace qzk

@@ -53,6 +53,7 @@ Kernels kernelsUpTo(Level level) {
     installUpTo(level, table.arithmetic);
     installUpTo(level, table.cepstrum);
     installUpTo(level, table.convert);
+    installUpTo(level, table.convolve);
     installUpTo(level, table.distance);
     installUpTo(level, table.fft);
     installUpTo(level, table.logic);

@@ -6,6 +6,7 @@
 #include "simd/arithmetic.hpp"
 #include "simd/cepstrum.hpp"
 #include "simd/convert.hpp"
+#include "simd/convolve.hpp"
 #include "simd/distance.hpp"
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
@@ -24,6 +25,7 @@ struct Kernels {
     ArithmeticKernels arithmetic;
     CepstrumKernels cepstrum;
     ConvertKernels convert;
+    ConvolveKernels convolve;
     DistanceKernels distance;
     FftKernels fft;
     LogicKernels logic;
