@@ -2126,6 +2126,78 @@ QZK_API void QZwbXor2s(int16_t value, int16_t *srcDst, int32_t len);
 /** @} */
 
 /**
+ * @defgroup image Image copy and mirror
+ *
+ * Images of bits (b), nibbles (n) and bytes (y, t). An image is a table of pointers to its rows, as
+ * QZbAlloc2() and its siblings make them. Column c of a row of bits is bit 7 - c mod 8 of byte c / 8, column
+ * c of a row of nibbles the high half of byte c / 2 where c is even, else the low half. An image carries no
+ * dimensions: what the arguments name has to be there.
+ *
+ * Rows are taken one after the other, the first one first. Only the elements that are named change; the other
+ * bits and nibbles of the bytes that they share keep their values. Nothing here takes memory.
+ * @{
+ */
+
+/**
+ * @name Copy of a region
+ * @{
+ */
+/**
+ * Copies a rectangle of elements to a place in another image or in the same one.
+ *
+ * Each row is copied by QZbbCopy(), QZnbCopy(), QZybCopy() or QZtbCopy(), which tell what rows that overlap
+ * give.
+ *
+ * All of these are reported with #QZ_StsBadArg, in this order: "orgRow < 0", "orgCol < 0",
+ * "copyRgn->leftTopRow < 0", "copyRgn->leftTopCol < 0", "copyRgn->rightBotRow < copyRgn->leftTopRow",
+ * "copyRgn->rightBotCol < copyRgn->leftTopCol". Nothing is copied while the status word is negative, be it
+ * from these or from an earlier failure.
+ *
+ * @param srcImage  rows of the source
+ * @param dstImage  rows of the destination
+ * @param copyRgn  region of the source, up to 2147483647 columns wide; wider ones are not copied. Not null
+ * @param orgRow  row of the destination for the first row of the region
+ * @param orgCol  column of the destination for the first column of the region
+ */
+QZK_API void QZbCopyImage(const uint8_t *const *srcImage, uint8_t *const *dstImage,
+                          const QZCopyRegion *copyRgn, int32_t orgRow, int32_t orgCol);
+QZK_API void QZnCopyImage(const uint8_t *const *srcImage, uint8_t *const *dstImage,
+                          const QZCopyRegion *copyRgn, int32_t orgRow, int32_t orgCol);
+QZK_API void QZyCopyImage(const uint8_t *const *srcImage, uint8_t *const *dstImage,
+                          const QZCopyRegion *copyRgn, int32_t orgRow, int32_t orgCol);
+QZK_API void QZtCopyImage(const int8_t *const *srcImage, int8_t *const *dstImage, const QZCopyRegion *copyRgn,
+                          int32_t orgRow, int32_t orgCol);
+/** @} */
+
+/**
+ * @name Mirror
+ * @{
+ */
+/**
+ * Writes the mirror image of an image into another one. Nothing is reported.
+ *
+ * An image is no mirror image of itself: in place, the first half of the rows or columns is overwritten
+ * before it is read. Upside down, each row is copied by QZbbCopy(), QZnbCopy(), QZybCopy() or QZtbCopy();
+ * left to right, the elements of a row are moved one by one, the first one first.
+ *
+ * @param srcImage  rows of the source
+ * @param dstImage  rows of the destination, with room for as many elements
+ * @param nRows  number of rows; 0 or less does nothing
+ * @param nCols  number of columns; 0 or less does nothing
+ * @param flipRows  0: left and right are exchanged; any other value: top and bottom
+ */
+QZK_API void QZbMirrorImage(const uint8_t *const *srcImage, uint8_t *const *dstImage, int32_t nRows,
+                            int32_t nCols, int32_t flipRows);
+QZK_API void QZnMirrorImage(const uint8_t *const *srcImage, uint8_t *const *dstImage, int32_t nRows,
+                            int32_t nCols, int32_t flipRows);
+QZK_API void QZyMirrorImage(const uint8_t *const *srcImage, uint8_t *const *dstImage, int32_t nRows,
+                            int32_t nCols, int32_t flipRows);
+QZK_API void QZtMirrorImage(const int8_t *const *srcImage, int8_t *const *dstImage, int32_t nRows,
+                            int32_t nCols, int32_t flipRows);
+/** @} */
+/** @} */
+
+/**
  * @defgroup rotate Image rotation
  *
  * Quarter and half turns of images of bits (b), nibbles (n) and bytes (y, t). An image is a table of pointers
