@@ -1,15 +1,13 @@
 #include "audio.hpp"
-#include "errors.hpp"
+#include "common/errors.hpp"
+#include "common/files.hpp"
 
 #include <samplerate.h>
 #include <sndfile.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <fstream>
 #include <memory>
 
@@ -22,13 +20,6 @@ struct CloseSound {
     void operator()(SNDFILE *file) const { sf_close(file); }
 };
 
-bool hasExtension(const fs::path &file, std::string_view wanted) {
-    std::string extension = file.extension().string();
-    std::ranges::transform(extension, extension.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension == wanted;
-}
-
 // Every 33-byte GSM 06.10 frame starts with the four bits 1101.
 bool startsLikeGsm(const fs::path &file) {
     std::array<char, 33> frame{};
@@ -38,7 +29,7 @@ bool startsLikeGsm(const fs::path &file) {
 
 std::vector<float> readMono(const fs::path &file, int &rate) {
     SF_INFO info{};
-    const bool headerlessGsm = hasExtension(file, ".gsm") && startsLikeGsm(file);
+    const bool headerlessGsm = common::extensionOf(file) == ".gsm" && startsLikeGsm(file);
     if (headerlessGsm) {
         info.format = SF_FORMAT_RAW | SF_FORMAT_GSM610;
         info.samplerate = 8000;
@@ -47,7 +38,7 @@ std::vector<float> readMono(const fs::path &file, int &rate) {
     const std::unique_ptr<SNDFILE, CloseSound> sound(sf_open(file.c_str(), SFM_READ, &info));
     // After some extensions libsndfile takes any bytes for headerless sound.
     const bool guessed = !headerlessGsm && (info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_RAW;
-    if (!sound || guessed) throw InputError(file.string() + ": not a sound file that can be read");
+    if (!sound || guessed) throw common::InputError(file.string() + ": not a sound file that can be read");
     rate = info.samplerate;
 
     // The frame count of a damaged header is not to be trusted with an allocation: read until the end.
@@ -63,9 +54,10 @@ std::vector<float> readMono(const fs::path &file, int &rate) {
                 sum += values[channel];
             mono.push_back(static_cast<float>(sum * 32768.0 / info.channels));
         }
-    if (sf_error(sound.get()) != SF_ERR_NO_ERROR) throw InputError(file.string() + ": damaged sound data");
+    if (sf_error(sound.get()) != SF_ERR_NO_ERROR)
+        throw common::InputError(file.string() + ": damaged sound data");
     if (!std::ranges::all_of(mono, [](float sample) { return std::isfinite(sample); }))
-        throw InputError(file.string() + ": holds samples that are not numbers");
+        throw common::InputError(file.string() + ": holds samples that are not numbers");
     return mono;
 }
 
@@ -79,8 +71,8 @@ std::vector<float> resample(const fs::path &file, const std::vector<float> &in, 
     data.output_frames = static_cast<long>(out.size());
     data.src_ratio = ratio;
     if (const int failure = src_simple(&data, SRC_SINC_MEDIUM_QUALITY, 1))
-        throw InputError(file.string() + ": cannot convert from " + std::to_string(rate) +
-                         " Hz: " + src_strerror(failure));
+        throw common::InputError(file.string() + ": cannot convert from " + std::to_string(rate) +
+                                 " Hz: " + src_strerror(failure));
     out.resize(static_cast<std::size_t>(data.output_frames_gen));
     return out;
 }
@@ -89,10 +81,7 @@ std::vector<float> resample(const fs::path &file, const std::vector<float> &in, 
 
 Recording readRecording(const fs::path &file) {
     // Opened first by plain means: the system's reason is clearer than the decoder's.
-    if (std::error_code error; fs::is_directory(file, error))
-        throw InputError(file.string() + ": is a directory");
-    errno = 0;
-    if (!std::ifstream(file, std::ios::binary)) throw InputError(file.string() + ": " + std::strerror(errno));
+    common::openFile(file);
 
     int rate = 0;
     Recording recording{readMono(file, rate)};
@@ -119,7 +108,8 @@ bool isCalled(const fs::path &file, const std::string &name) {
 std::vector<fs::path> listFiles(const fs::path &fileOrDirectory) {
     std::error_code error;
     const fs::file_status status = fs::status(fileOrDirectory, error);
-    if (!fs::exists(status)) throw InputError(fileOrDirectory.string() + ": no such file or directory");
+    if (!fs::exists(status))
+        throw common::InputError(fileOrDirectory.string() + ": no such file or directory");
     if (!fs::is_directory(status)) return {fileOrDirectory};
 
     std::vector<fs::path> files;
@@ -127,8 +117,8 @@ std::vector<fs::path> listFiles(const fs::path &fileOrDirectory) {
     for (; !error && entry != end; entry.increment(error))
         if (!entry->is_directory(error) && entry->path().filename().string().front() != '.')
             files.push_back(entry->path());
-    if (error) throw InputError(fileOrDirectory.string() + ": " + error.message());
-    if (files.empty()) throw InputError(fileOrDirectory.string() + ": no files in this directory");
+    if (error) throw common::InputError(fileOrDirectory.string() + ": " + error.message());
+    if (files.empty()) throw common::InputError(fileOrDirectory.string() + ": no files in this directory");
     std::ranges::sort(files);
     return files;
 }

@@ -1,4 +1,5 @@
 #include "dtw.hpp"
+#include "common/library.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -50,7 +51,7 @@ void Dtw::learn(const std::vector<Utterance> &references) {
     std::map<std::string, std::size_t> perLabel;
     for (std::size_t reference = 0; reference < references.size(); ++reference) {
         identifiers.push_back(store(references[reference].features));
-        checkLibrary();
+        common::checkLibrary();
         templates.push_back({references[reference].label, reference});
         ++perLabel[references[reference].label];
     }
@@ -70,7 +71,7 @@ std::vector<double> FloatDtw::score(const Matrix &features) const {
     QZsEvalDTW(identifiers.data(), static_cast<int32_t>(identifiers.size()), rowsOf(features).data(),
                static_cast<int32_t>(features.rows()), static_cast<int32_t>(features.columns()), 0, 0, band,
                scores.data());
-    checkLibrary();
+    common::checkLibrary();
     for (double &score : scores)
         score = score < 1e38 ? score / static_cast<double>(features.rows()) : incomparable;
     return scores;
@@ -89,7 +90,7 @@ std::vector<double> FixedDtw::score(const Matrix &features) const {
     QZwEvalDTW(identifiers.data(), static_cast<int32_t>(identifiers.size()), FixedPattern(features).data(),
                static_cast<int32_t>(features.rows()), static_cast<int32_t>(features.columns()), 0, 0, 0, 0,
                band, sums.data(), QZ_ScaleSaturate, &scoreScale);
-    checkLibrary();
+    common::checkLibrary();
     std::vector<double> scores;
     for (const int32_t sum : sums)
         scores.push_back(sum < std::numeric_limits<int32_t>::max()

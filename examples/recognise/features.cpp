@@ -1,5 +1,6 @@
 #include "features.hpp"
-#include "errors.hpp"
+#include "common/errors.hpp"
+#include "common/library.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -188,10 +189,10 @@ Matrix withSlopes(const Matrix &values) {
 
 Extent findWord(const std::vector<float> &samples) {
     if (samples.size() < frameLength)
-        throw InputError("shorter than one frame (" + std::to_string(1000 * frameLength / sampleRate) +
-                         " ms)");
+        throw common::InputError("shorter than one frame (" +
+                                 std::to_string(1000 * frameLength / sampleRate) + " ms)");
     const std::vector<double> levels = frameLevels(samples);
-    if (*std::ranges::max_element(levels) < silenceLevel) throw InputError("nothing but silence");
+    if (*std::ranges::max_element(levels) < silenceLevel) throw common::InputError("nothing but silence");
 
     const double peak = quantile(levels, 0.98), noise = quantile(levels, 0.1);
     const double threshold = std::max(peak - belowPeak, std::min(noise + aboveNoise, peak - noiseHeadroom));
@@ -216,7 +217,7 @@ std::vector<float> powerSpectrum(std::vector<float> &frame) {
 FrontEnd::FrontEnd(Arithmetic chosen) : arithmetic(chosen) {
     const auto init = arithmetic == Arithmetic::floating ? QZsMFCCInit : QZwMFCCInit;
     filters.reset(init(fftOrder, filterCount, lowestFrequency, highestFrequency, filterAxisRate, 0, 0, 0));
-    checkLibrary();
+    common::checkLibrary();
 }
 
 Matrix FrontEnd::powerSpectra(const std::vector<float> &samples) const {
@@ -260,7 +261,7 @@ Analysis FrontEnd::analyse(const Recording &recording) const {
         std::copy_n(logs[frame], bins, spectrum.data());
         cepstrum(spectrum, result.cepstra[frame]);
     }
-    checkLibrary();
+    common::checkLibrary();
     result.features = withSlopes(normalised(result.cepstra));
     return result;
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "audio.hpp"
-#include "library.hpp"
 #include "matrix.hpp"
 
+#include "qzk.h"
+
+#include <memory>
 #include <vector>
 
 namespace recognise {
@@ -27,6 +29,11 @@ struct Analysis {
     Matrix cepstra;  ///< as the library gives them, with the margin of silence around the word
     Matrix features; ///< normalised cepstra, then their slopes
 };
+
+struct FreeFilters {
+    void operator()(QZMFCCFilters *filters) const { QZsFreeMFCCFilters(filters); }
+};
+using Filters = std::unique_ptr<QZMFCCFilters, FreeFilters>;
 
 enum class Arithmetic { floating, fixed };
 

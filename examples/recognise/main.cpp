@@ -1,5 +1,6 @@
 #include "audio.hpp"
-#include "errors.hpp"
+#include "common/errors.hpp"
+#include "common/program.hpp"
 #include "evaluation.hpp"
 #include "features.hpp"
 #include "method.hpp"
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <iostream>
 #include <optional>
 #include <unistd.h>
 #include <utility>
@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void complain(const std::string &text) { std::cerr << "recognise: " << text << '\n'; }
+constexpr const char *programName = "recognise";
 
 struct Input {
     fs::path file;
@@ -44,7 +44,7 @@ std::vector<Input> listInputs(const std::vector<std::string> &arguments) {
 void checkShown(const std::vector<std::string> &show, const std::vector<Input> &tests) {
     for (const std::string &name : show)
         if (std::ranges::none_of(tests, [&](const Input &test) { return isCalled(test.file, name); }))
-            throw InputError("--show " + name + ": no test of this word or name");
+            throw common::InputError("--show " + name + ": no test of this word or name");
 }
 
 /// Reads and analyses a file. A bad file of a directory is named and gives nothing; one that was asked for by
@@ -55,13 +55,13 @@ std::optional<Utterance> prepare(const FrontEnd &frontEnd, const Input &input, P
         try {
             return Utterance{input.file, labelOf(input.file), recording.seconds(),
                              frontEnd.analyse(recording).features};
-        } catch (const InputError &error) {
-            throw InputError(input.file.string() + ": " + error.what());
+        } catch (const common::InputError &error) {
+            throw common::InputError(input.file.string() + ": " + error.what());
         }
-    } catch (const InputError &error) {
+    } catch (const common::InputError &error) {
         if (input.alone) throw;
         progress.clear();
-        complain(std::string(error.what()) + " (skipped)");
+        common::complain(programName, std::string(error.what()) + " (skipped)");
         return std::nullopt;
     }
 }
@@ -82,7 +82,7 @@ std::vector<Utterance> readReferences(const Options &options, const FrontEnd &fr
     }
     for (std::size_t group = 0; group < usable.size(); ++group)
         if (!usable[group])
-            throw InputError(options.references[group] + ": no usable recording in this directory");
+            throw common::InputError(options.references[group] + ": no usable recording in this directory");
     return references;
 }
 
@@ -176,7 +176,7 @@ void recogniseTests(const Options &options, const std::vector<Input> &inputs, co
         progress.advance();
     }
     for (const Group &group : evaluation.groups)
-        if (!group.total) throw InputError(group.name + ": no usable recording in this directory");
+        if (!group.total) throw common::InputError(group.name + ": no usable recording in this directory");
 }
 
 void printCounts(const std::string &name, std::size_t width, std::size_t right, std::size_t total) {
@@ -235,15 +235,6 @@ void run(const Options &options) {
 } // namespace recognise
 
 int main(int argc, char **argv) {
-    try {
-        const recognise::Options options = recognise::parseOptions(argc, argv);
-        recognise::collectLibraryReports();
-        recognise::run(options);
-        if (std::fflush(stdout) != 0) throw std::runtime_error("cannot write the results");
-        return 0;
-    } catch (const std::exception &error) {
-        std::fflush(stdout);
-        recognise::complain(error.what());
-        return 2;
-    }
+    return common::runProgram(recognise::programName,
+                              [&] { recognise::run(recognise::parseOptions(argc, argv)); });
 }

@@ -1,10 +1,8 @@
 #include "picture.hpp"
-
-#include <png.h>
+#include "common/png.hpp"
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 namespace recognise {
 namespace {
@@ -26,23 +24,18 @@ Palette interpolated(const std::array<std::uint32_t, N> &stops) {
     return palette;
 }
 
-std::string base64(const std::vector<png_byte> &bytes) {
+std::string base64(const std::string &bytes) {
     constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string text;
     for (std::size_t k = 0; k < bytes.size(); k += 3) {
         const std::size_t left = std::min<std::size_t>(3, bytes.size() - k);
         std::uint32_t group = 0;
         for (std::size_t b = 0; b < 3; ++b)
-            group = group << 8 | (b < left ? bytes[k + b] : 0U);
+            group = group << 8 | (b < left ? static_cast<unsigned char>(bytes[k + b]) : 0U);
         for (std::size_t d = 0; d < 4; ++d)
             text += d <= left ? digits[(group >> (18 - 6 * d)) & 63] : '=';
     }
     return text;
-}
-
-void append(png_structp png, png_bytep data, png_size_t length) {
-    auto &bytes = *static_cast<std::vector<png_byte> *>(png_get_io_ptr(png));
-    bytes.insert(bytes.end(), data, data + length);
 }
 
 } // namespace
@@ -75,29 +68,14 @@ void Image::set(std::size_t row, std::size_t column, double value, double low, d
 }
 
 std::string pngAddress(const Image &image, const Palette &palette) {
-    std::vector<png_byte> bytes;
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-    png_infop info = png ? png_create_info_struct(png) : nullptr;
-    if (!info) {
-        png_destroy_write_struct(&png, nullptr);
-        throw std::runtime_error("no memory for a picture");
-    }
-    png_set_write_fn(png, &bytes, append, nullptr);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(image.width()), static_cast<png_uint_32>(image.height()),
-                 8, PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
+    std::vector<const std::uint8_t *> rows;
+    for (std::size_t row = 0; row < image.height(); ++row)
+        rows.push_back(image[row]);
     std::vector<png_color> colours;
     for (const auto &[red, green, blue] : palette)
         colours.push_back({red, green, blue});
-    png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
-    const png_byte transparent = 0;
-    png_set_tRNS(png, info, &transparent, 1, nullptr);
-    png_write_info(png, info);
-    for (std::size_t row = 0; row < image.height(); ++row)
-        png_write_row(png, image[row]);
-    png_write_end(png, nullptr);
-    png_destroy_write_struct(&png, &info);
-    return "data:image/png;base64," + base64(bytes);
+    return "data:image/png;base64," +
+           base64(common::encodePng({rows.data(), image.width(), image.height(), 8, colours, true}));
 }
 
 } // namespace recognise

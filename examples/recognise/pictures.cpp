@@ -1,5 +1,5 @@
 #include "pictures.hpp"
-#include "errors.hpp"
+#include "common/errors.hpp"
 #include "text.hpp"
 
 #include <algorithm>
@@ -206,7 +206,7 @@ std::string comparison(const std::vector<Shown> &recordings, const FrontEnd &fro
             seconds = std::max(seconds, sound.recording.seconds());
             largest = std::max(largest, largestCoefficient(sound.analysis.features));
             sounds.emplace_back(std::move(sound));
-        } catch (const InputError &) {
+        } catch (const common::InputError &) {
             sounds.emplace_back();
         }
 

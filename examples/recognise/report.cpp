@@ -1,24 +1,22 @@
 #include "report.hpp"
-#include "errors.hpp"
+#include "common/files.hpp"
 #include "page.hpp"
 #include "pictures.hpp"
 #include "text.hpp"
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <limits>
 #include <map>
 #include <set>
-#include <unistd.h>
 
 namespace recognise {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char *reportNoun = "the report";
 
 // What keeps the file small, however many tests there were.
 constexpr std::size_t mostComparisons = 24, openComparisons = 6, mostMapLabels = 100, mostRows = 2000,
@@ -355,41 +353,13 @@ std::string page(const Evaluation &evaluation, const FrontEnd &frontEnd,
     return html + "</script></body></html>\n";
 }
 
-[[noreturn]] void cannotWrite(const std::string &file) {
-    throw InputError(file + ": cannot write the report: " + std::strerror(errno));
-}
-
-// Renaming would replace a link, a device or a pipe by a file: links are followed, the others refused.
-fs::path reportTarget(const std::string &file) {
-    std::error_code error;
-    if (fs::is_directory(file, error)) errno = EISDIR, cannotWrite(file);
-    if (fs::exists(fs::symlink_status(file, error)) && !fs::is_regular_file(file, error))
-        throw InputError(file + ": cannot write the report: not a regular file");
-    const fs::path target = fs::weakly_canonical(fs::absolute(file), error);
-    if (error) errno = error.value(), cannotWrite(file);
-    return target;
-}
-
 } // namespace
 
-void checkReportPlace(const std::string &file) {
-    if (access(reportTarget(file).parent_path().c_str(), W_OK | X_OK) != 0) cannotWrite(file);
-}
+void checkReportPlace(const std::string &file) { common::checkPlace(file, reportNoun); }
 
 void writeReport(const std::string &file, const Evaluation &evaluation, const FrontEnd &frontEnd,
                  const std::vector<std::string> &show) {
-    const std::string html = validUtf8(page(evaluation, frontEnd, show));
-    const fs::path target = reportTarget(file);
-    const std::string temporary = target.string() + ".part" + std::to_string(getpid());
-    std::FILE *out = std::fopen(temporary.c_str(), "wb");
-    if (!out) cannotWrite(file);
-    bool written = std::fwrite(html.data(), 1, html.size(), out) == html.size();
-    written = std::fclose(out) == 0 && written;
-    if (written && std::rename(temporary.c_str(), target.c_str()) == 0) return;
-    const int reason = errno;
-    std::remove(temporary.c_str());
-    errno = reason;
-    cannotWrite(file);
+    common::writeFile(file, validUtf8(page(evaluation, frontEnd, show)), reportNoun);
 }
 
 } // namespace recognise

@@ -2,15 +2,12 @@
 // gliding formants over a pitch, different in pitch and tempo from take to take. They are far apart, so every
 // one of them must be recognised in every format.
 
-#include <gtest/gtest.h>
+#include "program.hpp"
 
 #include <sndfile.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <numbers>
@@ -23,8 +20,6 @@
 #include <vector>
 
 namespace {
-
-namespace fs = std::filesystem;
 
 struct Formants {
     double first, second;
@@ -87,29 +82,13 @@ void save(const fs::path &file, const std::vector<float> &samples,
     sf_close(sound);
 }
 
-struct Outcome {
-    int status = -1;
-    std::string out, err;
-};
-
-std::string contents(const fs::path &file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-std::size_t lines(const std::string &text) {
-    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
-// One temporary directory per test, with references and tests of every word in it.
-class Recognise : public testing::Test {
+// References and tests of every word.
+class Recognise : public ProgramTest {
 protected:
+    Recognise() : ProgramTest(RECOGNISE_PROGRAM) {}
+
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "recognise-XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        place = pattern;
+        ASSERT_NO_FATAL_FAILURE(ProgramTest::SetUp());
         fs::create_directory(place / "references");
         fs::create_directory(place / "tests");
         unsigned seed = 1;
@@ -118,29 +97,6 @@ protected:
             save(place / "tests" / (name + "_other_1.wav"), speak(word, 0.58, 125, ++seed));
         }
     }
-
-    void TearDown() override { fs::remove_all(place); }
-
-    Outcome run(const std::string &arguments) const {
-        const std::string command = "cd '" + place.string() + "' && '" RECOGNISE_PROGRAM "' " + arguments +
-                                    " >'" + (place / "out").string() + "' 2>'" + (place / "err").string() +
-                                    "'";
-        const int status = std::system(command.c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contents(place / "out"),
-                contents(place / "err")};
-    }
-
-    // A single line on standard error that names what is wrong, and status 2.
-    void expectRefusal(const std::string &arguments, const std::string &named,
-                       const std::string &reason) const {
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_EQ(lines(outcome.err), 1u) << arguments << '\n' << outcome.err;
-        EXPECT_NE(outcome.err.find(named), std::string::npos) << arguments << '\n' << outcome.err;
-        EXPECT_NE(outcome.err.find(reason), std::string::npos) << arguments << '\n' << outcome.err;
-    }
-
-    fs::path place;
 };
 
 TEST_F(Recognise, NamesEveryWordWithBothMethods) {

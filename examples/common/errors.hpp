@@ -2,9 +2,9 @@
 
 #include <stdexcept>
 
-namespace recognise {
+namespace common {
 
-/// Input that cannot be used; the text names it and fits on one line.
+/// Input that cannot be used, or output that cannot be written; the text names it and fits on one line.
 struct InputError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -14,4 +14,4 @@ struct LibraryError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-} // namespace recognise
+} // namespace common

@@ -1,10 +1,12 @@
 #include "library.hpp"
 #include "errors.hpp"
 
+#include "qzk.h"
+
 #include <string>
 #include <utility>
 
-namespace recognise {
+namespace common {
 namespace {
 
 std::string firstReport;
@@ -26,4 +28,4 @@ void checkLibrary() {
     throw LibraryError("the library failed: " + std::exchange(firstReport, {}));
 }
 
-} // namespace recognise
+} // namespace common
