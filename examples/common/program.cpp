@@ -32,6 +32,18 @@ CLI::Validator wholeNumber(int least, int most) {
             ""};
 }
 
+CLI::Validator oneOf(std::vector<int> choices) {
+    return {[=](const std::string &text) -> std::string {
+                std::string all;
+                for (const int choice : choices) {
+                    if (text == std::to_string(choice)) return {};
+                    all += (all.empty() ? "" : ", ") + std::to_string(choice);
+                }
+                return "\"" + text + "\" is none of " + all;
+            },
+            ""};
+}
+
 void parseArguments(CLI::App &app, int argc, char **argv) {
     try {
         app.parse(argc, argv);

@@ -4,12 +4,14 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace common {
 
 /// Checks of options; the messages follow the option's name.
 CLI::Validator notEmpty();
 CLI::Validator wholeNumber(int least, int most);
+CLI::Validator oneOf(std::vector<int> choices);
 
 /// Ends the process for `--help` and `--version` (status 0) and for bad arguments (one line, status 2).
 void parseArguments(CLI::App &app, int argc, char **argv);
