@@ -77,6 +77,12 @@ typedef struct {
     int32_t rightBotCol; /**< last column */
 } QZCopyRegion;
 
+/** Server of a mixture of Gaussian densities over floats. */
+typedef struct QZsGaussMixServer QZsGaussMixServer;
+
+/** Server of a mixture of Gaussian densities over 16-bit integers. */
+typedef struct QZwGaussMixServer QZwGaussMixServer;
+
 /**
  * @name Scale modes
  * How an integer result is fitted to its element: `scaleMode` of the vector families and `doScale` of the
@@ -1735,6 +1741,179 @@ QZK_API int32_t QZwEvalDTW(const int32_t *ids, int32_t nIds, const int16_t *cons
                            int32_t dim, int32_t testScale, int32_t mode, int32_t thresholdValue,
                            int32_t thresholdScale, int32_t width, int32_t *scores, int32_t scoreMode,
                            int32_t *scoreScale);
+/** @} */
+
+/**
+ * @defgroup hmm Hidden Markov models
+ *
+ * A model, once given to the library, is a server named by a small positive identifier; servers of one kind
+ * can be put into classes, so that one evaluation finds the best of them. There are three models of the
+ * output, each for floats (letter s) and for 16-bit integers (letter w): discrete symbols, one Gaussian
+ * mixture per state (continuous), and weights of one codebook of mixtures (semicontinuous).
+ *
+ * The transition matrix has one row per source state: a[i][j] belongs to the step from i to j. Its topology
+ * is found when it is stored: left-to-right when every step to a lower state is impossible; with three states
+ * or more and every step of more than two states ahead impossible as well, a Bakis model. The more is
+ * impossible, the faster is the evaluation, which adds whatever values are stored: an impossible step has to
+ * be a large cost there too.
+ *
+ * With #QZ_HMMCost impossible means at least 1e30 (floats) or 32767 (16 bits), without it 0 or less. Matrices
+ * and vectors are copied. Gaussian mixtures are not: they belong to the client and have to outlive the
+ * server.
+ *
+ * The identifier of a new server or class is the smallest positive number not in use. Servers and classes
+ * live until they are freed, at the latest by QZHMMFreeAll().
+ * @{
+ */
+
+#define QZ_HMMCost 1 /**< probabilities are given as costs, that is negative logarithms */
+
+/** @name Discrete models
+ * @{ */
+/**
+ * @brief Makes a server of a model that emits symbols.
+ *
+ * Without memory for its record the result is -1; without memory for its tables the server exists, and every
+ * evaluation skips it. A missing table is reported with #QZ_StsBadArg by "QZSetHMMServerParm" ("change HMM
+ * nStates without data"; "change HMM nSymbols without data" for `b` alone). With a negative status, which an
+ * earlier failure may have left, the new server is freed again: check QZGetStatus().
+ *
+ * @param a nStates row pointers to nStates transitions
+ * @param b nStates row pointers to nSymbols outputs: b[j][k] belongs to symbol k in state j
+ * @param pi nStates initial values
+ * @param nStates number of states; a negative number counts as 0, a model that is never scored
+ * @param nSymbols size of the alphabet; a negative number counts as 0
+ * @param options #QZ_HMMCost or 0; other bits are ignored
+ * @return the identifier, or -1
+ */
+QZK_API int32_t QZsInitHMMServer(const float *const *a, const float *const *b, const float *pi,
+                                 int32_t nStates, int32_t nSymbols, int32_t options);
+QZK_API int32_t QZwInitHMMServer(const int16_t *const *a, const int16_t *const *b, const int16_t *pi,
+                                 int32_t nStates, int32_t nSymbols, int32_t options);
+/** @} */
+
+/**
+ * @brief Makes a server of a float model whose states have one Gaussian mixture each.
+ *
+ * As QZsInitHMMServer(). Without memory for the copy of `mixtures` the result is -1 too, but the server stays
+ * registered until QZHMMFreeAll().
+ *
+ * @param a nStates row pointers to nStates transitions
+ * @param pi nStates initial values
+ * @param mixtures nStates servers of Gaussian mixtures; the array is copied, the servers are not
+ * @param nStates number of states
+ * @param dim elements of a feature vector
+ * @param options #QZ_HMMCost or 0
+ * @return the identifier, or -1
+ */
+QZK_API int32_t QZsInitContHMMServer(const float *const *a, const float *pi,
+                                     QZsGaussMixServer *const *mixtures, int32_t nStates, int32_t dim,
+                                     int32_t options);
+
+/**
+ * @brief Makes a server of a 16-bit model whose states have one Gaussian mixture each.
+ *
+ * As QZsInitContHMMServer().
+ *
+ * @param a nStates row pointers to nStates transitions
+ * @param pi nStates initial values
+ * @param mixtures nStates servers of Gaussian mixtures; the array is copied, the servers are not
+ * @param nStates number of states
+ * @param dim elements of a feature vector
+ * @param options #QZ_HMMCost or 0
+ * @param scale transitions and initial values are costs times 2^-scale, and so become the costs of the
+ * outputs
+ * @return the identifier, or -1
+ */
+QZK_API int32_t QZwInitContHMMServer(const int16_t *const *a, const int16_t *pi,
+                                     QZwGaussMixServer *const *mixtures, int32_t nStates, int32_t dim,
+                                     int32_t options, int32_t scale);
+
+/**
+ * @brief Makes a server of a float model whose states weight one codebook of Gaussian mixtures.
+ *
+ * As QZsInitContHMMServer().
+ *
+ * @param a nStates row pointers to nStates transitions
+ * @param b nStates row pointers to nSymbols weights of the codebook entries
+ * @param pi nStates initial values
+ * @param codebook nSymbols servers of Gaussian mixtures; the array is copied, the servers are not
+ * @param nStates number of states
+ * @param nSymbols number of codebook entries
+ * @param dim elements of a feature vector
+ * @param options #QZ_HMMCost or 0
+ * @return the identifier, or -1
+ */
+QZK_API int32_t QZsInitSemicontHMMServer(const float *const *a, const float *const *b, const float *pi,
+                                         QZsGaussMixServer *const *codebook, int32_t nStates,
+                                         int32_t nSymbols, int32_t dim, int32_t options);
+
+/**
+ * @brief Makes a server of a 16-bit model whose states weight one codebook of Gaussian mixtures.
+ *
+ * As QZsInitContHMMServer().
+ *
+ * @param a nStates row pointers to nStates transitions
+ * @param b nStates row pointers to nSymbols weights of the codebook entries
+ * @param pi nStates initial values
+ * @param codebook nSymbols servers of Gaussian mixtures; the array is copied, the servers are not
+ * @param nStates number of states
+ * @param nSymbols number of codebook entries
+ * @param dim elements of a feature vector
+ * @param options #QZ_HMMCost or 0
+ * @param scale transitions and initial values are costs times 2^-scale, and so become the costs of the
+ * outputs
+ * @return the identifier, or -1
+ */
+QZK_API int32_t QZwInitSemicontHMMServer(const int16_t *const *a, const int16_t *const *b, const int16_t *pi,
+                                         QZwGaussMixServer *const *codebook, int32_t nStates,
+                                         int32_t nSymbols, int32_t dim, int32_t options, int32_t scale);
+
+/**
+ * @brief Takes a server out of every class and frees it; nothing happens if the identifier is unknown.
+ *
+ * Its Gaussian mixtures stay.
+ *
+ * @param id identifier
+ */
+QZK_API void QZFreeHMMServer(int32_t id);
+
+/**
+ * @brief Makes a class without members.
+ * @return its identifier, or -1 without memory
+ */
+QZK_API int32_t QZCreateHMMClass(void);
+
+/**
+ * @brief Frees a class; its members stay.
+ * @param classId identifier of the class
+ * @return 1, or -1 if there is no such class
+ */
+QZK_API int32_t QZDeleteHMMClass(int32_t classId);
+
+/**
+ * @brief Puts a server into a class, once at most.
+ *
+ * The first member settles for good which element type, model and #QZ_HMMCost option the class has; another
+ * kind of server is reported with #QZ_StsBadArg ("wrong class for HMM server"). A server may be in several
+ * classes.
+ *
+ * @param classId identifier of the class
+ * @param serverId identifier of the server
+ * @return 1; -1 for an unknown identifier, another kind of server, or without memory
+ */
+QZK_API int32_t QZAddHMMToClass(int32_t classId, int32_t serverId);
+
+/**
+ * @brief Takes a server out of a class.
+ * @param classId identifier of the class
+ * @param serverId identifier of the server
+ * @return 1, also if the server was no member; -1 for an unknown identifier
+ */
+QZK_API int32_t QZRemoveHMMFromClass(int32_t classId, int32_t serverId);
+
+/** @brief Frees every class and every server; Gaussian mixtures stay. */
+QZK_API void QZHMMFreeAll(void);
 /** @} */
 
 /**

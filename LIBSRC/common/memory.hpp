@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 #include <utility>
@@ -36,6 +37,19 @@ template <class T>
 T *allocateArray(std::int64_t count) {
     static_assert(std::is_trivial_v<T>);
     return static_cast<T *>(allocate(arrayBytes(count, sizeof(T))));
+}
+
+/// Bytes of two parts of one block, impossible where one of them or the sum is.
+constexpr std::size_t bothBytes(std::size_t a, std::size_t b) {
+    constexpr auto impossible = std::numeric_limits<std::size_t>::max();
+    return a > impossible - b ? impossible : a + b;
+}
+
+/// A block filled with zeros, or null.
+inline void *allocateZeroed(std::size_t bytes) {
+    void *const block = allocate(bytes);
+    if (block != nullptr) std::memset(block, 0, bytes);
+    return block;
 }
 
 template <class T>
