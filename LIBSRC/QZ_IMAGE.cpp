@@ -1,10 +1,12 @@
 // Copies of image regions and mirror images, row by row.
+#include "common/overlap.hpp"
 #include "common/report.hpp"
 #include "common/reverse.hpp"
 #include "qzk.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -38,13 +40,35 @@ struct Column {
 };
 
 template <class Element>
-void copyRow(const uint8_t *src, uint8_t *dst, Column<Element> from, Column<Element> to, int32_t n) {
+void copyPacked(const uint8_t *src, uint8_t *dst, int32_t srcOffset, int32_t dstOffset, int32_t n) {
     if constexpr (std::is_same_v<Element, Bit>)
-        QZbbCopy(src + from.byte, dst + to.byte, from.offset, to.offset, n);
-    else if constexpr (std::is_same_v<Element, Nibble>)
-        QZnbCopy(src + from.byte, dst + to.byte, from.offset, to.offset, n);
+        QZbbCopy(src, dst, srcOffset, dstOffset, n);
     else
-        QZybCopy(src + from.byte, dst + to.byte, n);
+        QZnbCopy(src, dst, srcOffset, dstOffset, n);
+}
+
+/// At least one element. Where both rows begin with a byte and share none, all but the last byte's elements
+/// are plain bytes, whose copy costs less than a packed one.
+template <class Element>
+void copyRow(const uint8_t *src, uint8_t *dst, Column<Element> from, Column<Element> to, int32_t n) {
+    constexpr int32_t perByte = Column<Element>::perByte, first = perByte - 1;
+    src += from.byte;
+    dst += to.byte;
+    if constexpr (perByte == 1) {
+        QZybCopy(src, dst, n);
+    } else {
+        int32_t done = 0;
+        if (from.offset == first && to.offset == first) {
+            const auto bytes = static_cast<size_t>(n / perByte);
+            if (apart(src, dst, bytes + 1)) {
+                std::memcpy(dst, src, bytes);
+                src += bytes;
+                dst += bytes;
+                done = n - n % perByte;
+            }
+        }
+        if (done < n) copyPacked<Element>(src, dst, from.offset, to.offset, n - done);
+    }
 }
 
 template <class Byte>
@@ -87,11 +111,12 @@ void copyImage(const Member &member, const Byte *const *src, Byte *const *dst, c
 
 template <class Element, class Byte>
 void mirrorImage(const Byte *const *src, Byte *const *dst, int32_t nRows, int32_t nCols, int32_t flipRows) {
+    if (nCols < 1) return;
     const Column<Element> first(0);
     for (int32_t row = 0; row < nRows; ++row)
         if (flipRows != 0)
             copyRow(sourceRow(src, row), targetRow(dst, nRows - 1 - row), first, first, nCols);
-        else if (nCols > 0)
+        else
             reverseRow<Element>(sourceRow(src, row), 0, targetRow(dst, row), 0, static_cast<size_t>(nCols));
 }
 
