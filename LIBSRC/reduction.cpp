@@ -57,7 +57,7 @@ Source<Nibble> nibblesAtLowBit(const uint8_t *src, int32_t nibbleOffset) {
 }
 
 template <class Element>
-auto sumOf(Source<Element> src, int32_t len) {
+auto sumOf(simd::Operand<Element> src, int32_t len) {
     const simd::SumKernels<Element> &kernels = simd::kernels().reduction;
     return kernels.sum(src, lengthOf(len));
 }
@@ -65,10 +65,10 @@ auto sumOf(Source<Element> src, int32_t len) {
 int64_t sumOfBits(const uint8_t *src, int32_t bitOffset, int32_t len) {
     if (len < 1) return 0;
     const BitRun run(bitOffset, len);
-    const int first = std::popcount(static_cast<unsigned>(src[0] & run.firstMask));
-    if (run.last == 0) return first;
-    const int last = std::popcount(static_cast<unsigned>(src[run.last] & run.lastMask));
-    return first + simd::kernels().reduction.setBits(src + 1, run.last - 1) + last;
+    unsigned outside = src[0] & ~run.firstMask & 0xFFu;
+    if (run.last != 0) outside = outside << 8 | (src[run.last] & ~run.lastMask & 0xFFu);
+    const int64_t all = simd::kernels().reduction.setBits(src, run.last + 1);
+    return outside != 0 ? all - std::popcount(outside) : all;
 }
 
 /// value times 2^-count, rounded down; bits beyond the highest are lost.

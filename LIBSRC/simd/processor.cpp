@@ -14,4 +14,13 @@ ProcessorId processorId() {
     return {1 << 8, 0};
 }
 
+bool countsBitsOfVectors() {
+#if defined(__x86_64__) || defined(__i386__)
+    unsigned eax, ebx, ecx, edx;
+    return __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) != 0 && (ecx & bit_AVX512VPOPCNTDQ) != 0;
+#else
+    return false;
+#endif
+}
+
 } // namespace qzk::simd

@@ -14,4 +14,7 @@ struct ProcessorId {
 /// Where there is no such instruction: family 1, which has no name, and no features.
 ProcessorId processorId();
 
+/// Whether there is an instruction for the bits set in each lane of an AVX-512 vector.
+bool countsBitsOfVectors();
+
 } // namespace qzk::simd

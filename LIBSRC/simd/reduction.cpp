@@ -1,5 +1,6 @@
 #include "simd/reduction.hpp"
 #include "simd/blocks.hpp"
+#include "simd/processor.hpp"
 
 namespace qzk::simd {
 namespace {
@@ -162,7 +163,7 @@ Extreme extreme(Source<Element> src, size_t n) {
 }
 
 template <class Order>
-Extreme extremeOfNibbles(Source<Nibble> src, size_t n) {
+Extreme extremeOfNibbles(Operand<Nibble> src, size_t n) {
     const WholeBytes whole(src, n);
     Extreme found = {src.get(0), 0};
     if (whole.bytes != 0) {
@@ -207,7 +208,7 @@ int64_t sumOfBytes(Source<uint8_t> src, size_t n) {
     return sumOfVectors(src.first, n, [](Bytes v) { return addBytes(v); });
 }
 
-int64_t sumOfNibbles(Source<Nibble> src, size_t n) {
+int64_t sumOfNibbles(Operand<Nibble> src, size_t n) {
     const WholeBytes whole(src, n);
     const int64_t inBytes = sumOfVectors(src.from(whole.before).first, whole.bytes, [](Bytes v) {
         const Bytes nibble = splat<uint8_t>(15);
@@ -224,8 +225,8 @@ int64_t sumOfSignedBytes(Source<int8_t> src, size_t n) {
     return raised - 128 * static_cast<int64_t>((n + lanes - 1) / lanes * lanes);
 }
 
-#if QZK_SIMD_LEVEL >= 2
-/// For each lane of 16 bytes, the bits set in the numbers from 0 to 15.
+#if QZK_SIMD_LEVEL == 2
+/// For both lanes of 16 bytes, the bits set in the numbers from 0 to 15.
 struct SetBitsOfNibbles {
     uint8_t of[QZK_VECTOR_BYTES];
 
@@ -237,23 +238,28 @@ struct SetBitsOfNibbles {
 constexpr SetBitsOfNibbles setBitsOfNibbles;
 #endif
 
-/// The number of bits set in each byte.
-QZK_INLINE Bytes setBitsOf(Bytes v) {
-#if QZK_SIMD_LEVEL >= 2
+/// The number of bits set in each eight bytes.
+QZK_INLINE Quads setBitsOf(Bytes v) {
+#if QZK_SIMD_LEVEL == 3
+    // The instruction is not among those of the level: the compiler must not use it elsewhere.
+    Quads counts;
+    __asm__("vpopcntq %1, %0" : "=v"(counts) : "v"(v));
+    return counts;
+#elif QZK_SIMD_LEVEL == 2
     const auto table = (Integers)load(setBitsOfNibbles.of);
     const Bytes nibble = splat<uint8_t>(15);
-    return (Bytes)QZK_INTRINSIC(shuffle_epi8)(table, (Integers)(v & nibble)) +
-           (Bytes)QZK_INTRINSIC(shuffle_epi8)(table, (Integers)((Bytes)((Words)v >> 4) & nibble));
+    return addBytes((Bytes)QZK_INTRINSIC(shuffle_epi8)(table, (Integers)(v & nibble)) +
+                    (Bytes)QZK_INTRINSIC(shuffle_epi8)(table, (Integers)((Bytes)((Words)v >> 4) & nibble)));
 #else
     const Bytes pairs = v - ((Bytes)((Words)v >> 1) & splat<uint8_t>(0x55));
     const Bytes two = splat<uint8_t>(0x33);
     const Bytes fours = (pairs & two) + ((Bytes)((Words)pairs >> 2) & two);
-    return (fours + (Bytes)((Words)fours >> 4)) & splat<uint8_t>(15);
+    return addBytes((fours + (Bytes)((Words)fours >> 4)) & splat<uint8_t>(15));
 #endif
 }
 
 int64_t setBits(const uint8_t *bytes, size_t n) {
-    return sumOfVectors(bytes, n, [](Bytes v) { return addBytes(setBitsOf(v)); });
+    return sumOfVectors(bytes, n, [](Bytes v) { return setBitsOf(v); });
 }
 
 QZK_INLINE Vec<int32_t> addPairs(Words v) {
@@ -305,7 +311,7 @@ void QZK_LEVEL::install(ReductionKernels &kernels) {
     static_cast<SumKernels<uint8_t> &>(kernels) = {sumOfBytes};
     static_cast<SumKernels<int8_t> &>(kernels) = {sumOfSignedBytes};
     static_cast<SumKernels<int16_t> &>(kernels) = {sumOfWords};
-    kernels.setBits = setBits;
+    if (QZK_SIMD_LEVEL < 3 || countsBitsOfVectors()) kernels.setBits = setBits;
 }
 
 } // namespace qzk::simd

@@ -43,6 +43,11 @@ struct Largest {
 
 } // namespace
 
+/// How a vector is passed. A view of nibbles does not fit registers, and a copy that is read while its parts
+/// are still being written waits for them longer than a short reduction takes.
+template <class Element>
+using Operand = std::conditional_t<std::is_same_v<Element, Nibble>, const Source<Element> &, Source<Element>>;
+
 struct Extreme {
     std::int32_t rank;
     std::size_t index;
@@ -51,7 +56,7 @@ struct Extreme {
 /// The first one among equals. Vectors have at least one element.
 template <class Element>
 struct ExtremeKernels {
-    using Form = Extreme (*)(Source<Element> src, std::size_t n);
+    using Form = Extreme (*)(Operand<Element> src, std::size_t n);
     Form smallest, largest;
 };
 
@@ -62,7 +67,7 @@ struct ExtremeKernels {
 template <class Element>
 struct SumKernels {
     using Total = std::conditional_t<std::is_same_v<Element, float>, double, std::int64_t>;
-    Total (*sum)(Source<Element> src, std::size_t n);
+    Total (*sum)(Operand<Element> src, std::size_t n);
 };
 
 struct ReductionKernels : ExtremeKernels<Nibble>,

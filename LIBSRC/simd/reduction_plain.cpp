@@ -18,7 +18,7 @@ int32_t rankAt(Source<Element> src, size_t i) {
 }
 
 template <class Element, class Order>
-Extreme extreme(Source<Element> src, size_t n) {
+Extreme extreme(Operand<Element> src, size_t n) {
     Extreme found = {rankAt<Element>(src, 0), 0};
     for (size_t i = 1; i < n; ++i) {
         const int32_t rank = rankAt<Element>(src, i);
@@ -28,7 +28,7 @@ Extreme extreme(Source<Element> src, size_t n) {
 }
 
 template <class Element>
-int64_t sum(Source<Element> src, size_t n) {
+int64_t sum(Operand<Element> src, size_t n) {
     int64_t total = 0;
     for (size_t i = 0; i < n; ++i)
         total += src.get(i);
