@@ -10,6 +10,7 @@ using std::int32_t;
 using std::int64_t;
 using std::int8_t;
 using std::size_t;
+using std::uint32_t;
 using std::uint64_t;
 using std::uint8_t;
 
@@ -294,6 +295,85 @@ int64_t sumOfWords(Source<int16_t> src, size_t n) {
     return sum;
 }
 
+#if QZK_SIMD_LEVEL >= 2
+/// A sum of floats for each place in the groups of four.
+typedef double Places __attribute__((vector_size(4 * sizeof(double))));
+
+// Floats of a block. Below the least, the additions in order are faster.
+constexpr size_t leastOfBlock = 192, mostOfBlock = 2048, stepOfBlock = 2 * lanesOf<float>;
+
+/// What decides whether the order of its additions shows in the sums of a block.
+struct FloatBlock {
+    Places sums;
+    uint32_t largest;       // bits of the largest magnitude
+    uint32_t smallestLess1; // bits of the smallest magnitude but 0, less 1; all ones where all are 0
+};
+
+/// Of a multiple of stepOfBlock floats.
+QZK_INLINE FloatBlock sumBlock(const float *src, size_t n) {
+    constexpr size_t lanes = lanesOf<float>, half = lanesOf<double>;
+    Vec<double> sums[4] = {};
+    Vec<uint32_t> largest = {}, smallestLess1 = splat(UINT32_MAX);
+    for (size_t i = 0; i < n; i += stepOfBlock)
+        for (size_t k = 0; k < 2; ++k) {
+            const float *const from = src + i + k * lanes;
+            const auto bits = (Vec<uint32_t>)load(from);
+            const Vec<uint32_t> magnitudes = bits & splat<uint32_t>(0x7FFFFFFF);
+            largest = Largest::of(largest, magnitudes);
+            smallestLess1 = Smallest::of(smallestLess1, magnitudes - splat<uint32_t>(1));
+            sums[2 * k] += loadWidened(from);
+            sums[2 * k + 1] += loadWidened(from + half);
+        }
+    const Vec<double> all = (sums[0] + sums[1]) + (sums[2] + sums[3]);
+    Places parts[sizeof all / sizeof(Places)];
+    __builtin_memcpy(parts, &all, sizeof all);
+    Places places = parts[0];
+    for (size_t i = 1; i < sizeof all / sizeof(Places); ++i)
+        places += parts[i];
+    return {places, winner<Largest, uint32_t>(largest), winner<Smallest, uint32_t>(smallestLess1)};
+}
+
+/// Blocks are added in any order as long as that is exact: while all elements are multiples of some 2^grain
+/// and no sum can reach 2^53 times that. From the first block on for which this is not sure, the order is
+/// kept.
+double sumOfFloats(Source<float> src, size_t n) {
+    constexpr size_t places = 4;
+    constexpr uint32_t infinity = 0x7F800000;
+    constexpr int32_t bias = 1023, mantissaBits = 23, finestGrain = -149, coarsestGrain = 127;
+    Places sums = {};
+    size_t i = n;
+    for (int32_t grain = coarsestGrain; i >= leastOfBlock;) {
+        const size_t length = (i < mostOfBlock ? i : mostOfBlock) / stepOfBlock * stepOfBlock;
+        const FloatBlock block = sumBlock(src.first + i - length, length);
+        if (block.largest >= infinity) break;
+        const auto exponent = static_cast<int32_t>((block.smallestLess1 + 1) >> mantissaBits);
+        const int32_t grainOfBlock = exponent > 0 ? exponent - 1 + finestGrain : finestGrain;
+        if (block.largest != 0 && grainOfBlock < grain) grain = grainOfBlock;
+
+        double before = 0.0;
+        for (size_t place = 0; place < places; ++place) {
+            const double sum = __builtin_fabs(sums[place]);
+            before = sum > before ? sum : before;
+        }
+        const auto largest = static_cast<double>(__builtin_bit_cast(float, block.largest));
+        const auto exact = __builtin_bit_cast(double, static_cast<uint64_t>(bias + 53 + grain) << 52);
+        if (before + largest * static_cast<double>(length / places) >= exact) break;
+        sums += block.sums;
+        i -= length;
+    }
+    for (; i >= places; i -= places) {
+        typedef float Group __attribute__((vector_size(places * sizeof(float))));
+        Group group;
+        __builtin_memcpy(&group, src.first + i - places, sizeof group);
+        sums += __builtin_convertvector(group, Places);
+    }
+    double total = sums[0] + sums[1] + sums[2] + sums[3];
+    while (i-- > 0)
+        total += static_cast<double>(src.get(i));
+    return total;
+}
+#endif
+
 template <class Element>
 void installExtremes(ExtremeKernels<Element> &kernels) {
     kernels = {extreme<Element, Smallest>, extreme<Element, Largest>};
@@ -311,6 +391,9 @@ void QZK_LEVEL::install(ReductionKernels &kernels) {
     static_cast<SumKernels<uint8_t> &>(kernels) = {sumOfBytes};
     static_cast<SumKernels<int8_t> &>(kernels) = {sumOfSignedBytes};
     static_cast<SumKernels<int16_t> &>(kernels) = {sumOfWords};
+#if QZK_SIMD_LEVEL >= 2
+    static_cast<SumKernels<float> &>(kernels) = {sumOfFloats};
+#endif
     if (QZK_SIMD_LEVEL < 3 || countsBitsOfVectors()) kernels.setBits = setBits;
 }
 

@@ -6,7 +6,10 @@
 #include "support/levels.hpp"
 #include "support/random.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace qzk::test {
 namespace {
@@ -108,6 +111,72 @@ TEST_P(ReductionLevels, ASingleExtremeAtEveryPlace) {
             ASSERT_EQ(place, words.largest({src.data()}, n).index);
             src[place] = 5;
         }
+}
+
+/// Sums that are exact in any order, that just are not, and that become inexact on the way.
+TEST_P(ReductionLevels, FloatsAroundExactSums) {
+    const SumKernels<float> &plain = plain_, &tested = tested_;
+    const auto compare = [&](const std::vector<float> &src) {
+        const std::size_t n = src.size();
+        ASSERT_TRUE(sameBits(plain.sum({src.data()}, n), tested.sum({src.data()}, n)))
+            << n << " floats, seed " << seed();
+    };
+    const auto scaled = [&](std::size_t n, int bits, int exponent, bool oneSign) {
+        std::vector<float> src(n);
+        for (float &value : src) {
+            const double real = random_.real(oneSign ? 0.5 : -1.0, 1.0);
+            value =
+                static_cast<float>(std::ldexp(real, exponent - static_cast<int>(random_.integer(0, bits))));
+        }
+        return src;
+    };
+    for (int bits = 0; bits <= 60; ++bits)
+        for (const int exponent : {-130, -100, 0, 100, 127})
+            for (const std::size_t n : {191u, 192u, 515u, 2051u, 9000u}) {
+                compare(scaled(n, bits, exponent, false));
+                compare(scaled(n, bits, exponent, true));
+                if (HasFatalFailure()) return;
+            }
+    auto silent = scaled(9000, 3, 0, true);
+    std::fill(silent.end() - 5000, silent.end() - 900, 0.0f);
+    compare(silent);
+    compare(scaled(200000, 3, 0, true));
+    compare(scaled(200000, 0, 0, false));
+
+    for (const float special :
+         {0.0f, -0.0f, std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(),
+          std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::denorm_min(),
+          std::numeric_limits<float>::min(), std::numeric_limits<float>::max()}) {
+        compare(std::vector<float>(3000, special));
+        for (int round = 0; round < 20; ++round) {
+            auto src = scaled(3000, 4, 0, false);
+            src[random_.index(src.size())] = special;
+            compare(src);
+        }
+    }
+}
+
+/// Around 2^53 times the last bit of the elements: the sums of one place reach it within a block or not, and
+/// small elements that come later show whether the order was kept.
+TEST_P(ReductionLevels, FloatsThatReachTheBound) {
+    const SumKernels<float> &plain = plain_, &tested = tested_;
+    int inexact = 0;
+    for (int exponent = 40; exponent <= 50; ++exponent)
+        for (int round = 0; round < 50; ++round) {
+            std::vector<float> src(1536);
+            for (float &value : src) {
+                value = static_cast<float>(random_.integer(0x800000, 0xFFFFFF)); // last bit 1
+                if (random_.bits() % 4 != 0) value = std::ldexp(value, exponent - 24);
+            }
+            const double expected = plain.sum({src.data()}, src.size());
+            ASSERT_TRUE(sameBits(expected, tested.sum({src.data()}, src.size())))
+                << "exponent " << exponent << ", seed " << seed();
+            double upwards = 0.0;
+            for (const float value : src)
+                upwards += static_cast<double>(value);
+            inexact += upwards != expected;
+        }
+    EXPECT_GT(inexact, 0) << "no order shows";
 }
 
 TEST_P(ReductionLevels, LongSumsOfExtremes) {
