@@ -32,8 +32,9 @@ constexpr int padding = 6;          // frames of silence put around the word, so
 constexpr int slopeReach = 2;       // frames to each side over which the slope of a coefficient is fitted
 constexpr float energyWeight = 0.6F;
 
-// Fixed scales of the 16-bit path, the same for every frame of every word so that frames compare: samples
-// fill 15 bits (pre-emphasis can double them), a log magnitude is in 2^-12, a cepstral coefficient in 2^-5.
+// Fixed scales of the 16-bit path but for its spectra, the same for every frame of every word so that frames
+// compare: samples fill 15 bits (pre-emphasis can double them), a log magnitude is in 2^-12, a cepstral
+// coefficient in 2^-5.
 constexpr float samplePeak = 16384;
 constexpr int logMagnitudeScale = -12, cepstrumShift = 7;
 constexpr float highestLogMagnitude = 3.9F; // 2 * 111 bins * 3.9 * 2^5 stays within 16 bits in c0
@@ -108,18 +109,24 @@ std::vector<float> cutWord(const std::vector<float> &samples, Extent word) {
     return cut;
 }
 
-void emphasiseAndTaper(std::vector<float> &frame, Arithmetic arithmetic) {
+// Packed spectrum of one frame. In 16 bits every frame's spectrum fills its range, and the scale factor that
+// was found for it is undone.
+std::vector<float> packedSpectrum(std::vector<float> &frame, Arithmetic arithmetic) {
+    std::vector<float> packed(frameLength);
     if (arithmetic == Arithmetic::floating) {
         QZsPreemphasize(frame.data(), preEmphasis, frameLength);
         QZsWinHamming(frame.data(), frameLength);
-        return;
+        QZsRealFftNip(frame.data(), packed.data(), fftOrder, QZ_FORWARD);
+        return packed;
     }
     std::vector<int16_t> samples(frameLength);
     int32_t scale = 0;
     QZswbConvertDown(frame.data(), samples.data(), frameLength, QZ_ScaleSaturate, &scale);
     QZwPreemphasize(samples.data(), preEmphasis, frameLength, QZ_ScaleSaturate, &scale);
     QZwWinHamming(samples.data(), frameLength, QZ_ScaleSaturate, &scale);
-    QZwsbConvertUp(samples.data(), frame.data(), frameLength, 0);
+    QZwRealFft(samples.data(), fftOrder, QZ_FORWARD, QZ_ScaleAuto, &scale);
+    QZwsbConvertUp(samples.data(), packed.data(), frameLength, -scale);
+    return packed;
 }
 
 // Single bins of a spectrum scatter widely, most of all between harmonics; neighbours steady the logarithm.
@@ -203,9 +210,7 @@ Extent findWord(const std::vector<float> &samples) {
             static_cast<std::size_t>(last) * frameStep + frameLength};
 }
 
-std::vector<float> powerSpectrum(std::vector<float> &frame) {
-    std::vector<float> packed(frameLength);
-    QZsRealFftNip(frame.data(), packed.data(), fftOrder, QZ_FORWARD);
+std::vector<float> powers(const std::vector<float> &packed) {
     std::vector<float> power(bins);
     power.front() = packed[0] * packed[0];
     power.back() = packed[1] * packed[1];
@@ -226,8 +231,7 @@ Matrix FrontEnd::powerSpectra(const std::vector<float> &samples) const {
     std::vector<float> frame(frameLength);
     for (std::size_t f = 0; f < frames; ++f) {
         std::copy_n(samples.data() + f * frameStep, frameLength, frame.data());
-        emphasiseAndTaper(frame, arithmetic);
-        std::vector<float> spectrum = powerSpectrum(frame);
+        std::vector<float> spectrum = powers(packedSpectrum(frame, arithmetic));
         smooth(spectrum);
         std::ranges::copy(spectrum, power[f]);
     }

@@ -53,7 +53,7 @@ private:
     Filters filters;
 };
 
-/// Power of the bins 0 to frameLength/2 of one tapered frame; the frame is overwritten.
-std::vector<float> powerSpectrum(std::vector<float> &frame);
+/// Power of the bins 0 to frameLength/2 of the packed spectrum of one frame.
+std::vector<float> powers(const std::vector<float> &packed);
 
 } // namespace recognise

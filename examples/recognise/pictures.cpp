@@ -43,7 +43,8 @@ Image spectrogram(const Recording &recording) {
         std::copy_n(recording.samples.data() + f * pictureStep, frameLength, frame.data());
         QZsPreemphasize(frame.data(), 0.9F, frameLength);
         QZsWinHanning(frame.data(), frameLength);
-        const std::vector<float> power = powerSpectrum(frame);
+        QZsRealFft(frame.data(), fftOrder, QZ_FORWARD);
+        const std::vector<float> power = powers(frame);
         std::ranges::copy(power, levels[f]);
         loudest = std::max(loudest, *std::ranges::max_element(power));
     }
