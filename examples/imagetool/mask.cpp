@@ -36,7 +36,7 @@ const std::vector<NamedMask> &namedMasks() {
          "edges between top and bottom: -1 -2 -1 / 0 0 0 / 1 2 1, --absolute",
          {{{-1, -2, -1}, {0, 0, 0}, {1, 2, 1}}, {Fit::absolute}}},
         {"emboss",
-         "relief lit from the lower right: -2 -1 0 / -1 1 1 / 0 1 2, --saturate",
+         "relief lit from the upper left: -2 -1 0 / -1 1 1 / 0 1 2, --saturate",
          {{{-2, -1, 0}, {-1, 1, 1}, {0, 1, 2}}, {}}},
     };
     return masks;
