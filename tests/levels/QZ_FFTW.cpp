@@ -78,6 +78,8 @@ void compare(std::size_t valuesPerElement, FloatTransform floatTransform, InPlac
         for (int kind = 0; kind < (order <= 12 ? kinds : 1); ++kind) {
             const auto before = dataOf(kind, n);
             for (const int32_t flags : {QZ_FORWARD, QZ_INVERSE, QZ_INVERSE | QZ_NOSCALE}) {
+                // Large orders take turns.
+                if (order > 12 && flags != (order % 2 == 0 ? QZ_FORWARD : QZ_INVERSE)) continue;
                 const auto expected = expectedResults(before, order, flags, floatTransform);
                 for (std::size_t mode = 0; mode < std::size(modes); ++mode) {
                     const std::string trace = "order " + std::to_string(order) + ", data " +
