@@ -139,8 +139,8 @@ double sineOfQuadrant(ReducedAngle angle) {
     return angle.quadrant < 2 ? value.hi : -value.hi;
 }
 
-/// A base b of powers: b^x = 2^n * e^((x - n log_b(2)) ln(b)), n being the nearest integer to x log2(b). The
-/// first two parts of log_b(2) have 42 bits, so that their products with n are exact.
+/// A base b of powers: b^x = 2^n * e^((x - n log_b(2)) ln(b)), n being the nearest integer to x log2(b).
+/// log_b(2) is the sum of three parts.
 struct Base {
     double log2OfBase;
     double logarithmOf2[3];
@@ -149,25 +149,40 @@ struct Base {
 
 constexpr Base base10 = {
     0x1.a934f0979a371p+1, {0x1.34413509f7800p-2, 0x1.fef311f12b000p-46, 0x1.ac0b7c917826bp-89}, ln10};
+constexpr Base baseE = {
+    0x1.71547652b82fep+0, {0x1.62e42fefa3800p-1, 0x1.ef35793c76000p-45, 0x1.cc01f97b57a08p-87}, 1.0};
 
-/// value * 2^n rounded once, gradual underflow included.
-double scaled(DoubleDouble value, int n) {
-    const double result = std::ldexp(value.hi, n);
+/// value * 2^exponent, with value between sqrt(1/2) and sqrt(2) up to rounding.
+struct Power {
+    DoubleDouble value;
+    int exponent;
+};
+
+/// base^x for |x| log2(base) < 2^15; relative error below 2^-95. The sum of the parts of log_b(2) is exact to
+/// 2^-135, of which n times as much is lost.
+Power powerOf(const Base &base, DoubleDouble x) {
+    const double n = std::nearbyint(x.hi * base.log2OfBase);
+    DoubleDouble rest = x;
+    for (const double part : base.logarithmOf2)
+        rest = rest - twoProduct(n, part);
+    return {polynomial(exponentialSeries.c, exponentialFromDouble, rest * base.naturalLogarithm),
+            static_cast<int>(n)};
+}
+
+/// value * 2^exponent rounded once, gradual underflow included.
+double rounded(Power power) {
+    const int n = power.exponent;
+    const double result = std::ldexp(power.value.hi, n);
     if (result >= std::numeric_limits<double>::min()) return result;
     // Next to 2^52 units of the smallest subnormal number, the sum is rounded to whole units.
     const double offset = std::ldexp(0x1p52, -1074 - n);
-    return std::ldexp((DoubleDouble(offset) + value).hi - offset, n);
+    return std::ldexp((DoubleDouble(offset) + power.value).hi - offset, n);
 }
 
 double power(const Base &base, double x) {
     constexpr double beyondAllExponents = 1100.0;
-    const double exponent = x * base.log2OfBase;
-    if (!(std::fabs(exponent) < beyondAllExponents)) return x != x ? x : x > 0.0 ? infinity : 0.0;
-    const double n = std::nearbyint(exponent);
-    DoubleDouble rest = twoSum(x, -n * base.logarithmOf2[0]);
-    rest = rest - n * base.logarithmOf2[1];
-    rest = (rest - twoProduct(n, base.logarithmOf2[2])) * base.naturalLogarithm;
-    return scaled(polynomial(exponentialSeries.c, exponentialFromDouble, rest), static_cast<int>(n));
+    if (!(std::fabs(x * base.log2OfBase) < beyondAllExponents)) return x != x ? x : x > 0.0 ? infinity : 0.0;
+    return rounded(powerOf(base, x));
 }
 
 } // namespace
@@ -209,5 +224,14 @@ double log10(double x) {
 }
 
 double exp10(double x) { return power(base10, x); }
+double exponential(double x) { return power(baseE, x); }
+
+long double exponential(long double x) {
+    constexpr long double beyondAllExponents = 11500.0L;
+    if (!(std::fabs(x) < beyondAllExponents)) return x != x ? x : x > 0.0L ? HUGE_VALL : 0.0L;
+    const auto high = static_cast<double>(x);
+    const Power power = powerOf(baseE, {high, static_cast<double>(x - high)});
+    return std::ldexp(static_cast<long double>(power.value.hi) + power.value.lo, power.exponent);
+}
 
 } // namespace qzk

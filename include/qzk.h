@@ -77,12 +77,6 @@ typedef struct {
     int32_t rightBotCol; /**< last column */
 } QZCopyRegion;
 
-/** Server of a mixture of Gaussian densities over floats. */
-typedef struct QZsGaussMixServer QZsGaussMixServer;
-
-/** Server of a mixture of Gaussian densities over 16-bit integers. */
-typedef struct QZwGaussMixServer QZwGaussMixServer;
-
 /**
  * @name Scale modes
  * How an integer result is fitted to its element: `scaleMode` of the vector families and `doScale` of the
@@ -1741,6 +1735,133 @@ QZK_API int32_t QZwEvalDTW(const int32_t *ids, int32_t nIds, const int16_t *cons
                            int32_t dim, int32_t testScale, int32_t mode, int32_t thresholdValue,
                            int32_t thresholdScale, int32_t width, int32_t *scores, int32_t scoreMode,
                            int32_t *scoreScale);
+/** @} */
+
+/**
+ * @defgroup gauss Gaussian mixtures
+ *
+ * A server describes a probability density of feature vectors as a weighted sum of M Gaussian components
+ * (Bishop, Pattern Recognition and Machine Learning, 2006, section 2.3.9). Its value at x is
+ *
+ *     sum over m of w[m] e^(-q[m] / 2),   q[m] = (x - mean[m])' P[m] (x - mean[m])
+ *
+ * with the inverse covariance matrix P[m]. The factors that make it a density, (2 pi)^(-dim / 2) and the root
+ * of the determinant of P[m], belong into the weights.
+ *
+ * Differences, products, sums and exponentials are computed in extended precision (mantissas of 64 bits), in
+ * the order of the components, rows and columns; the sum over the components is rounded to double with each
+ * of them. A full matrix is used as it is, its two triangles need not agree, and q[m] counts without its
+ * sign.
+ *
+ * A server with tables looks its exponentials up: with -q/2 = -(n + k/1000 + rest), n and k whole and k below
+ * 1000, the value is e^-n e^(-k/1000) from tables in single precision, at most e^0.001 times too large; from
+ * -100 down it is 0. The tables are shared by all servers, built by the first evaluation that needs them and
+ * dropped by the release of any server with tables.
+ *
+ *     const float weights[] = {0.3f, 0.1f};
+ *     const float mean0[] = {0, 0}, mean1[] = {1, 1}, inverse0[] = {1, 1}, inverse1[] = {2, 2};
+ *     const float *means[] = {mean0, mean1}, *inverse[] = {inverse0, inverse1};
+ *     QZsGaussMixServer *server = QZsInitGaussMixServer(weights, means, NULL, inverse, NULL, 2, 0);
+ *     double density = QZsEvalGaussMix(server, x, 2);
+ *     QZsFreeGaussMixServer(server);
+ *
+ * A server borrows the arrays that it is made of: they have to live as long as it does, and what changes in
+ * them counts from the next evaluation on.
+ * @{
+ */
+
+/** A mixture of float vectors. */
+typedef struct QZsGaussMixServer QZsGaussMixServer;
+/** A mixture of 16-bit vectors. */
+typedef struct QZwGaussMixServer QZwGaussMixServer;
+
+/**
+ * @brief Makes a server of float vectors.
+ *
+ * Reported are #QZ_StsBadArg ("One of InverseCov or InverseCovD must be NULL and the other non NULL") and
+ * #QZ_StsNoMem ("insufficiency of memory for pointer  server"). Nothing else is checked.
+ *
+ * @param weights `nMix` weights
+ * @param means row pointers of `nMix` mean vectors
+ * @param inverseCov `nMix` matrices by row pointers, [component][row][column], or null
+ * @param inverseCovD row pointers of `nMix` diagonals of inverse variances, or null
+ * @param reserved kept with the server and not used
+ * @param nMix M, the number of components; 0 or less: every value is 0
+ * @param useExpTables whether exponentials are looked up (not 0) or computed (0)
+ * @return the server, to be released with QZsFreeGaussMixServer(), or null
+ */
+QZK_API QZsGaussMixServer *QZsInitGaussMixServer(const float *weights, const float *const *means,
+                                                 const float *const *const *inverseCov,
+                                                 const float *const *inverseCovD, void *reserved,
+                                                 int32_t nMix, int32_t useExpTables);
+
+/**
+ * @brief Makes a server of 16-bit vectors.
+ *
+ * The weights, means and inverse covariances count as the integers they are.
+ *
+ * @param weights `nMix` weights
+ * @param means row pointers of `nMix` mean vectors
+ * @param inverseCov `nMix` matrices by row pointers, [component][row][column], or null
+ * @param inverseCovD row pointers of `nMix` diagonals, or null
+ * @param reserved kept with the server and not used
+ * @param nMix M, the number of components; 0 or less: every value is 0
+ * @param useExpTables whether exponentials are looked up (not 0) or computed (0)
+ * @param scale the quadratic form of the integers is multiplied by QZPower2(scale)
+ * @return the server, to be released with QZwFreeGaussMixServer(), or null; reports as
+ *         QZsInitGaussMixServer()
+ */
+QZK_API QZwGaussMixServer *QZwInitGaussMixServer(const int16_t *weights, const int16_t *const *means,
+                                                 const int16_t *const *const *inverseCov,
+                                                 const int16_t *const *inverseCovD, void *reserved,
+                                                 int32_t nMix, int32_t useExpTables, int32_t scale);
+
+/**
+ * @brief Value of a mixture at a float vector.
+ *
+ * With tables, these failures are reported, and the value is 0:
+ * - #QZ_StsInternal ("Cannot lookup exponential of positive value"), of the function "LookupExponential
+ *   (Macro)": q of a component is negative, which only a diagonal can give; the components behind it are not
+ *   looked at;
+ * - #QZ_StsNoMem of the function "BuildExpTables" ("insufficiency of memory for pointer  integralExpTable" or
+ *   "... fractionalExpTable"), followed by a trace record. The trace record also ends an evaluation that
+ *   builds the tables under a negative status of another origin.
+ *
+ * @param server server
+ * @param x vector of `dim` elements
+ * @param dim elements of the vector, the means and the covariances; 0 or less: the value is the sum of the
+ *            weights
+ * @return the value
+ */
+QZK_API double QZsEvalGaussMix(const QZsGaussMixServer *server, const float *x, int32_t dim);
+
+/**
+ * @brief Value of a mixture at a 16-bit vector.
+ *
+ * As QZsEvalGaussMix(); the value is converted with QZdiConvertDown(), which may report too.
+ *
+ * @param server server
+ * @param x vector of `dim` elements
+ * @param dim elements of the vector, the means and the covariances
+ * @param resultMode scale mode of QZdiConvertDown()
+ * @param resultScale scale factor of QZdiConvertDown(); left alone when the evaluation fails
+ * @return the converted value, or 0 on failure
+ */
+QZK_API int32_t QZwEvalGaussMix(const QZwGaussMixServer *server, const int16_t *x, int32_t dim,
+                                int32_t resultMode, int32_t *resultScale);
+
+/** @name Releasing a server
+ * @{ */
+/**
+ * @brief Releases a server, not the arrays it was made of; null is left alone.
+ *
+ * A server with tables takes the shared tables along; the next evaluation that needs them builds them again.
+ *
+ * @param server server
+ */
+QZK_API void QZsFreeGaussMixServer(QZsGaussMixServer *server);
+QZK_API void QZwFreeGaussMixServer(QZwGaussMixServer *server);
+/** @} */
 /** @} */
 
 /**

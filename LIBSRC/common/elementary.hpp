@@ -20,7 +20,12 @@ double log10(double x);
 /// log10(x) before the rounding, for finite x above 0; relative error below 2^-95.
 DoubleDouble log10Extended(double x);
 
-/// 10^x.
+/// 10^x and e^x.
 double exp10(double x);
+double exponential(double x);
+
+/// e^x rounded to the 64 bits of extended precision, in which the processor has to compute; results that are
+/// subnormal in it may be one unit off.
+long double exponential(long double x);
 
 } // namespace qzk

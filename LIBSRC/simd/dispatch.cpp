@@ -61,6 +61,7 @@ Kernels kernelsUpTo(Level level) {
     installUpTo(level, table.reduction);
     installUpTo(level, table.reverse);
     installUpTo(level, table.rotate);
+    installUpTo(level, table.mixture);
     installUpTo(level, table.warp);
     return table;
 }

@@ -14,6 +14,7 @@
 #include "simd/reduction.hpp"
 #include "simd/reverse.hpp"
 #include "simd/rotate.hpp"
+#include "simd/mixture.hpp"
 #include "simd/warp.hpp"
 
 namespace qzk::simd {
@@ -33,6 +34,7 @@ struct Kernels {
     ReductionKernels reduction;
     ReverseKernels reverse;
     RotateKernels rotate;
+    MixtureKernels mixture;
     WarpKernels warp;
 };
 

@@ -57,6 +57,7 @@ TEST(Elementary, LogarithmSpecialValues) {
 
 TEST(Elementary, PowerValues) {
     EXPECT_EQ(0x1.94c583ada5b53p+1, exp10(0.5));
+    EXPECT_EQ(0x1.5bf0a8b145769p+1, exponential(1.0));
     EXPECT_EQ(1e-300, exp10(-300.0));
     EXPECT_EQ(1e-320, exp10(-320.0));
     double power = 1.0;
@@ -65,14 +66,35 @@ TEST(Elementary, PowerValues) {
 }
 
 TEST(Elementary, PowerSpecialValues) {
-    EXPECT_EQ(1.0, exp10(0.0));
-    EXPECT_EQ(1.0, exp10(-0.0));
-    EXPECT_EQ(1.0, exp10(Limits::denorm_min()));
-    for (const double x : {1000.0, Limits::max(), Limits::infinity()}) {
-        EXPECT_EQ(Limits::infinity(), exp10(x));
-        EXPECT_TRUE(sameBits(0.0, exp10(-x)));
+    for (double (*const function)(double) :
+         {static_cast<double (*)(double)>(exp10), static_cast<double (*)(double)>(exponential)}) {
+        EXPECT_EQ(1.0, function(0.0));
+        EXPECT_EQ(1.0, function(-0.0));
+        EXPECT_EQ(1.0, function(Limits::denorm_min()));
+        for (const double x : {1000.0, Limits::max(), Limits::infinity()}) {
+            EXPECT_EQ(Limits::infinity(), function(x));
+            EXPECT_TRUE(sameBits(0.0, function(-x)));
+        }
+        EXPECT_TRUE(std::isnan(function(Limits::quiet_NaN())));
     }
-    EXPECT_TRUE(std::isnan(exp10(Limits::quiet_NaN())));
+}
+
+TEST(Elementary, ExponentialInExtendedPrecision) {
+    using ExtendedLimits = std::numeric_limits<long double>;
+    volatile long double small = 0x1p-60L;
+    if (1.0L + small != 1.0L) {
+        EXPECT_EQ(2.71828182845904523536L, exponential(1.0L));
+        EXPECT_EQ(0.60653065971263342360379953499118L, exponential(-0.5L));
+        EXPECT_TRUE(exponential(1000.0L) > 0x1p1442L && exponential(-1000.0L) < 0x1p-1442L);
+        EXPECT_TRUE(exponential(-1000.0L) > 0.0L);
+    }
+    EXPECT_EQ(1.0L, exponential(0.0L));
+    EXPECT_EQ(1.0L, exponential(-0.0L));
+    for (const long double x : {12000.0L, ExtendedLimits::max(), ExtendedLimits::infinity()}) {
+        EXPECT_EQ(ExtendedLimits::infinity(), exponential(x));
+        EXPECT_EQ(0.0L, exponential(-x));
+    }
+    EXPECT_TRUE(std::isnan(exponential(ExtendedLimits::quiet_NaN())));
 }
 
 TEST(DoubleDouble, RoundsOnceToFloat) {

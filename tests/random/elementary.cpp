@@ -94,10 +94,32 @@ TEST(RandomElementary, Logarithm) {
 }
 
 TEST(RandomElementary, Powers) {
-    compare(exp10, mpfr_exp10, 40000, [](Random &random) { return random.real(-330.0, 312.0); });
-    compare(exp10, mpfr_exp10, 20000, [](Random &random) { return random.real(-750.0, 712.0); });
-    compare(exp10, mpfr_exp10, 20000, [](Random &random) { return upTo(random, 8.0); });
-    compare(exp10, mpfr_exp10, 10000, anyFinite);
+    for (const auto &[actual, expected] :
+         {std::pair<Function, MpfrFunction>{exp10, mpfr_exp10}, {exponential, mpfr_exp}}) {
+        compare(actual, expected, 40000, [](Random &random) { return random.real(-330.0, 312.0); });
+        compare(actual, expected, 20000, [](Random &random) { return random.real(-750.0, 712.0); });
+        compare(actual, expected, 20000, [](Random &random) { return upTo(random, 8.0); });
+        compare(actual, expected, 10000, anyFinite);
+    }
+}
+
+TEST(RandomElementary, ExponentialsInExtendedPrecision) {
+    volatile long double small = 0x1p-60L;
+    if (1.0L + small == 1.0L) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    mpfr_set_emin(-16381);
+    mpfr_set_emax(16384);
+    mpfr_t value;
+    mpfr_init2(value, 64);
+    Random random;
+    for (int i = 0; i < 40000; ++i) {
+        const double limit = i % 4 == 0 ? 11300.0 : i % 4 == 1 ? 800.0 : i % 4 == 2 ? 40.0 : 0.5;
+        const long double x = upTo(random, limit) * (1.0L + upTo(random, 0x1p-54));
+        mpfr_set_ld(value, x, MPFR_RNDN);
+        mpfr_exp(value, value, MPFR_RNDN);
+        const long double wanted = mpfr_get_ld(value, MPFR_RNDN), got = exponential(x);
+        ASSERT_EQ(wanted, got) << std::hexfloat << x << ", seed " << seed();
+    }
+    mpfr_clear(value);
 }
 
 } // namespace

@@ -1,0 +1,56 @@
+// Values of Gaussian mixtures.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qzk::simd {
+
+/// e^-i for i < 100 and e^(-i / 1000) for i < 1000.
+struct ExponentialTables {
+    const float *integral;
+    const float *fractional;
+};
+
+/// A mixture of floats or words; one of inverseCov and inverseCovD is null.
+template <class T>
+struct Mixture {
+    const T *weights;
+    const T *const *means;
+    const T *const *const *inverseCov;
+    const T *const *inverseCovD;
+    std::size_t components;
+    double scale;                    // factor of the quadratic forms
+    const ExponentialTables *tables; // null: the exponentials are computed
+};
+
+/// The value of a mixture at x is the sum of w[m] e^(-q[m] / 2), with q[m] the sum of
+/// (d[c] inverseCov[m][r][c]) d[r], r outer and c inner, without its sign, or the sum of
+/// inverseCovD[m][c] (d[c] d[c]), and d = x - means[m]. Everything is computed in this order in extended
+/// precision, each operation rounded to 64 bits; the sum of the components alone is rounded to double with
+/// each of them. Words count as their values, and their forms are multiplied by `scale` last. Operands may
+/// have any address.
+template <class T>
+struct MixtureKernelsOf {
+    /// Evaluates mixtures one after the other as far as the first one with a positive exponent that is to be
+    /// looked up, and returns how many there are before it.
+    std::size_t (*evaluate)(const Mixture<T> *mixtures, std::size_t count, const T *x, std::size_t dim,
+                            double *values);
+};
+
+struct MixtureKernels : MixtureKernelsOf<float>, MixtureKernelsOf<std::int16_t> {};
+
+namespace plain {
+void install(MixtureKernels &kernels);
+}
+namespace sse2 {
+void install(MixtureKernels &kernels);
+}
+namespace avx2 {
+void install(MixtureKernels &kernels);
+}
+namespace avx512 {
+void install(MixtureKernels &kernels);
+}
+
+} // namespace qzk::simd
