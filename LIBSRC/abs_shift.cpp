@@ -13,14 +13,24 @@ using std::size_t;
 using std::uint8_t;
 
 template <class T>
-void takeMagnitudes(const T *src, T *dst, size_t n) {
-    const Source<T> from = {src};
-    const Target<T> to = {dst};
-    inDescendingParts(n, descendingStep(from, to, n),
+const simd::MagnitudeKernels<T> &magnitudesOf(const simd::Kernels &table) {
+    return table.absShift;
+}
+
+template <class T>
+[[gnu::noinline]] void takeMagnitudesInOrder(Source<T> src, Target<T> dst, size_t n) {
+    inDescendingParts(n, descendingStep(src, dst, n),
                       [=](const simd::Kernels &table, size_t first, size_t count) {
-                          const simd::MagnitudeKernels<T> &kernels = table.absShift;
-                          kernels.magnitudes(from.from(first), to.from(first), count);
+                          magnitudesOf<T>(table).magnitudes(src.from(first), dst.from(first), count, false);
                       });
+}
+
+template <class T>
+void takeMagnitudes(const T *from, T *to, size_t n) {
+    const Source<T> src = {from};
+    const Target<T> dst = {to};
+    if (areApart(src, dst, n)) return magnitudesOf<T>(simd::kernels()).magnitudes(src, dst, n, true);
+    takeMagnitudesInOrder<T>(src, dst, n);
 }
 
 /// kept: the separate destination always gets element 0. Clients call with an unset length for one element.

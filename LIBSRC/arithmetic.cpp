@@ -25,22 +25,13 @@ using std::uint8_t;
 /// How many elements a loop from the last to the first may read before it writes any of them.
 template <class Element>
 size_t stepOf(const Operands<Element> &operands) {
-    const auto &[a, b, dst, n] = operands;
-    return std::min(descendingStep(a, dst, n), descendingStep(b, dst, n));
-}
-
-/// No write of any loop reaches another element than its own.
-template <class Element>
-bool areApart(const Operands<Element> &operands) {
-    const auto &[a, b, dst, n] = operands;
-    const auto extent = std::uint64_t{n} * Target<Element>::places;
-    return apartOrIdentical(a.place(), dst.place(), extent) &&
-           apartOrIdentical(b.place(), dst.place(), extent);
+    const auto &[a, b, dst, n, scalar, apart] = operands;
+    return std::min(scalar ? n : descendingStep(a, dst, n), descendingStep(b, dst, n));
 }
 
 template <class Element>
 Operands<Element> partOf(const Operands<Element> &all, size_t first, size_t count) {
-    return {all.a.from(first), all.b.from(first), all.dst.from(first), count};
+    return {all.aFrom(first), all.b.from(first), all.dst.from(first), count, all.scalar, false};
 }
 
 template <class Operation, class Element>
@@ -48,32 +39,31 @@ const auto &kernelsOf(const simd::Kernels &table) {
     return table.arithmetic.*Operation::template kernels<Element>;
 }
 
-/// Runs work(kernels, operands) from the last element to the first.
+/// Runs work(kernels, operands) from the last element to the first, or in any order where that is the same.
 template <class Operation, class Element, class Work>
-void inParts(const Operands<Element> &all, Work work) {
-    const size_t step = stepOf(all);
-    if (step >= all.n) return work(kernelsOf<Operation, Element>(simd::kernels()), all);
-    inDescendingParts(all.n, step, [&](const simd::Kernels &table, size_t first, size_t count) {
+[[gnu::always_inline]] inline void inParts(const Operands<Element> &all, Work work) {
+    if (all.apart) return work(kernelsOf<Operation, Element>(simd::kernels()), all);
+    inDescendingParts(all.n, stepOf(all), [&](const simd::Kernels &table, size_t first, size_t count) {
         work(kernelsOf<Operation, Element>(table), partOf(all, first, count));
     });
 }
 
 template <class Operation, class Element>
-void fixed(const Operands<Element> &operands, int32_t shift) {
+[[gnu::always_inline]] inline void fixed(const Operands<Element> &operands, int32_t shift) {
     inParts<Operation>(operands, [shift](const auto &kernels, const Operands<Element> &part) {
-        kernels.fixed(part, shift);
+        call(kernels.fixed, part, shift);
     });
 }
 
 template <class Operation, class Element>
-void saturated(const Operands<Element> &operands) {
-    inParts<Operation>(operands,
-                       [](const auto &kernels, const Operands<Element> &part) { kernels.saturated(part); });
+[[gnu::always_inline]] inline void saturated(const Operands<Element> &operands) {
+    inParts<Operation>(
+        operands, [](const auto &kernels, const Operands<Element> &part) { call(kernels.saturated, part); });
 }
 
 template <class Operation, class Element>
 int32_t fittingShift(const Operands<Element> &operands) {
-    return kernelsOf<Operation, Element>(simd::kernels()).fittingShift(operands);
+    return call(kernelsOf<Operation, Element>(simd::kernels()).fittingShift, operands);
 }
 
 template <class Element>
@@ -82,17 +72,22 @@ void shiftStored(Target<Element> dst, size_t begin, size_t end, int32_t count) {
         dst.set(i, dst.get(i) >> count);
 }
 
+template <class Operation, class Element>
+int32_t exactAt(const Operands<Element> &operands, size_t i) {
+    return Operation::exact(operands.aAt(i), operands.bAt(i));
+}
+
 /// The order that overlapping operands show: exact results from the last element to the first, until one does
 /// not fit. Then the stored ones are halved and the rest, this one included, is computed and stored halved.
 template <class Operation, class Element>
 int32_t scaledFromLastToFirst(const Operands<Element> &operands) {
-    const auto [a, b, dst, n] = operands;
-    for (size_t i = n; i-- > 0;) {
-        const int32_t exact = Operation::exact(a.get(i), b.get(i));
+    const Target<Element> dst = operands.dst;
+    for (size_t i = operands.n; i-- > 0;) {
+        const int32_t exact = exactAt<Operation>(operands, i);
         if (exact < dst.lowest || exact > dst.highest) {
-            shiftStored<Element>(dst, i + 1, n, 1);
+            shiftStored<Element>(dst, i + 1, operands.n, 1);
             for (size_t j = i + 1; j-- > 0;)
-                dst.set(j, Operation::exact(a.get(j), b.get(j)) >> 1);
+                dst.set(j, exactAt<Operation>(operands, j) >> 1);
             return 1;
         }
         dst.set(i, exact);
@@ -104,9 +99,10 @@ int32_t scaledFromLastToFirst(const Operands<Element> &operands) {
 /// too, reduced, before the shift is sought, and is not computed again: in place it has replaced its factor.
 template <class Operation, class Element>
 int32_t scaledFromFirstToLast(const Operands<Element> &operands) {
-    const auto [a, b, dst, n] = operands;
+    const Target<Element> dst = operands.dst;
+    const size_t n = operands.n;
     for (size_t i = 0; i < n; ++i) {
-        const int32_t exact = Operation::exact(a.get(i), b.get(i));
+        const int32_t exact = exactAt<Operation>(operands, i);
         dst.set(i, exact);
         if (exact < dst.lowest || exact > dst.highest) {
             const int32_t own = simd::shiftFor<Element>(simd::magnitudeBits(exact));
@@ -114,7 +110,7 @@ int32_t scaledFromFirstToLast(const Operands<Element> &operands) {
             shiftStored<Element>(dst, 0, i, shift);
             dst.set(i, exact >> shift);
             for (size_t j = i + 1; j < n; ++j)
-                dst.set(j, Operation::exact(a.get(j), b.get(j)) >> shift);
+                dst.set(j, exactAt<Operation>(operands, j) >> shift);
             return shift;
         }
     }
@@ -131,40 +127,54 @@ int32_t scaledInOrder(const Operands<Element> &operands) {
 
 /// The shift first, then every result once, wherever this leaves what the ordered walk leaves.
 template <class Operation, class Element>
-int32_t automatic(const Operands<Element> &operands) {
-    if (!Operation::template looksAhead<Element>) {
-        const bool orderShows =
-            Operation::scalesFromLastToFirst ? stepOf(operands) < operands.n : !areApart(operands);
-        if (orderShows) return scaledInOrder<Operation>(operands);
+void automatic(const Operands<Element> &operands, int32_t *scaleFactor) {
+    if (!operands.apart && !Operation::template looksAhead<Element> &&
+        (!Operation::scalesFromLastToFirst || stepOf(operands) < operands.n)) {
+        *scaleFactor = scaledInOrder<Operation>(operands);
+        return;
     }
-    const int32_t shift = fittingShift<Operation>(operands);
-    fixed<Operation>(operands, shift);
-    return shift;
+    *scaleFactor = fittingShift<Operation>(operands);
+    fixed<Operation>(operands, *scaleFactor);
 }
 
 template <class Operation, class Element>
-void scaled(const Operands<Element> &operands, int32_t scaleMode, int32_t *scaleFactor) {
+[[gnu::always_inline]] inline void scaled(const Operands<Element> &operands, int32_t scaleMode,
+                                          int32_t *scaleFactor) {
     if (scaleMode == QZ_ScaleFixed) return fixed<Operation>(operands, *scaleFactor);
+    if constexpr (Operation::template scalesAutomatically<Element>)
+        if (scaleMode == QZ_ScaleAuto)
+            return call(simd::kernelOf<automatic<Operation, Element>>, operands, scaleFactor);
     *scaleFactor = 0;
     if (scaleMode == QZ_ScaleWrap) return fixed<Operation>(operands, 0);
-    if constexpr (Operation::template scalesAutomatically<Element>)
-        if (scaleMode == QZ_ScaleAuto) {
-            *scaleFactor = automatic<Operation>(operands);
-            return;
-        }
     saturated<Operation>(operands);
 }
 
+/// Calls a function, and a copy of its own for operands whose order does not show: nothing but a jump to the
+/// kernel is left of that one.
+template <auto function, class Element, class... More>
+[[gnu::always_inline]] inline void dispatch(Operands<Element> operands, More... more) {
+    if (!operands.apart) return call(simd::kernelOf<function>, operands, more...);
+    operands.apart = true;
+    function(operands, more...);
+}
+
 template <class Element>
-Operands<Element> operandsOf(Source<Element> a, Source<Element> b, Target<Element> dst, int32_t len) {
-    return {a, b, dst, lengthOf(len)};
+Operands<Element> vectors(Source<Element> a, Source<Element> b, Target<Element> dst, int32_t len) {
+    const size_t n = lengthOf(len);
+    return {a, b, dst, n, false, areApart(a, dst, n) && areApart(b, dst, n)};
+}
+
+/// In place, with one element in place of a.
+template <class Element>
+Operands<Element> withScalar(Source<Element> scalar, Target<Element> srcDst, int32_t len) {
+    return {scalar, srcDst, srcDst, lengthOf(len), true, true};
 }
 
 // The forms of the integers of 8 and 16 bits.
 
 template <class Operation, class T>
 void apply(const T *src1, const T *src2, T *dst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
-    scaled<Operation>(operandsOf<T>({src1}, {src2}, {dst}, len), scaleMode, scaleFactor);
+    dispatch<scaled<Operation, T>>(vectors<T>({src1}, {src2}, {dst}, len), scaleMode, scaleFactor);
 }
 template <class Operation, class T>
 void apply(const T *src, T *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
@@ -172,8 +182,7 @@ void apply(const T *src, T *srcDst, int32_t len, int32_t scaleMode, int32_t *sca
 }
 template <class Operation, class T>
 void apply(T scalar, T *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
-    const Repeated<T> repeated(scalar);
-    scaled<Operation>(operandsOf<T>(repeated.elements(), {srcDst}, {srcDst}, len), scaleMode, scaleFactor);
+    dispatch<scaled<Operation, T>>(withScalar<T>({&scalar}, {srcDst}, len), scaleMode, scaleFactor);
 }
 
 // The forms of nibbles.
@@ -181,35 +190,34 @@ void apply(T scalar, T *srcDst, int32_t len, int32_t scaleMode, int32_t *scaleFa
 template <class Operation>
 void apply(const uint8_t *src1, const uint8_t *src2, uint8_t *dst, int32_t srcNibbleOffset,
            int32_t dstNibbleOffset, int32_t len, int32_t scaleMode, int32_t *scaleFactor) {
-    scaled<Operation>(operandsOf<Nibble>(nibblesAt(src1, srcNibbleOffset), nibblesAt(src2, srcNibbleOffset),
-                                         nibblesAt(dst, dstNibbleOffset), len),
-                      scaleMode, scaleFactor);
+    dispatch<scaled<Operation, Nibble>>(vectors<Nibble>(nibblesAt(src1, srcNibbleOffset),
+                                                        nibblesAt(src2, srcNibbleOffset),
+                                                        nibblesAt(dst, dstNibbleOffset), len),
+                                        scaleMode, scaleFactor);
 }
 template <class Operation>
 void apply(const uint8_t *src, uint8_t *srcDst, int32_t srcNibbleOffset, int32_t dstNibbleOffset, int32_t len,
            int32_t scaleMode, int32_t *scaleFactor) {
     const auto dst = nibblesAt(srcDst, dstNibbleOffset);
-    scaled<Operation>(operandsOf<Nibble>(nibblesAt(src, srcNibbleOffset), dst, dst, len), scaleMode,
-                      scaleFactor);
+    dispatch<scaled<Operation, Nibble>>(vectors<Nibble>(nibblesAt(src, srcNibbleOffset), dst, dst, len),
+                                        scaleMode, scaleFactor);
 }
 template <class Operation>
 void apply(uint8_t scalar, uint8_t *srcDst, int32_t nibbleOffset, int32_t len, int32_t scaleMode,
            int32_t *scaleFactor) {
-    const RepeatedNibble repeated(scalar);
-    const auto dst = nibblesAt(srcDst, nibbleOffset);
-    scaled<Operation>(operandsOf<Nibble>(repeated.elements(), dst, dst, len), scaleMode, scaleFactor);
+    dispatch<scaled<Operation, Nibble>>(
+        withScalar<Nibble>({&scalar, 1}, nibblesAt(srcDst, nibbleOffset), len), scaleMode, scaleFactor);
 }
 
 // The forms of floats.
 
 template <class Operation>
-void apply(Source<float> a, Source<float> b, float *dst, int32_t len) {
-    inParts<Operation>(operandsOf<float>(a, b, {dst}, len),
-                       [](auto kernel, const Operands<float> &part) { kernel(part); });
+[[gnu::always_inline]] inline void results(const Operands<float> &operands) {
+    inParts<Operation>(operands, [](auto kernel, const Operands<float> &part) { call(kernel, part); });
 }
 template <class Operation>
 void apply(const float *src1, const float *src2, float *dst, int32_t len) {
-    apply<Operation>(Source<float>{src1}, Source<float>{src2}, dst, len);
+    dispatch<results<Operation>>(vectors<float>({src1}, {src2}, {dst}, len));
 }
 template <class Operation>
 void apply(const float *src, float *srcDst, int32_t len) {
@@ -217,8 +225,7 @@ void apply(const float *src, float *srcDst, int32_t len) {
 }
 template <class Operation>
 void apply(float scalar, float *srcDst, int32_t len) {
-    const Repeated<float> repeated(scalar);
-    apply<Operation>(repeated.elements(), Source<float>{srcDst}, srcDst, len);
+    dispatch<results<Operation>>(withScalar<float>({&scalar}, {srcDst}, len));
 }
 
 } // namespace

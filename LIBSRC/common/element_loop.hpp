@@ -12,6 +12,12 @@ namespace qzk {
 
 inline std::size_t lengthOf(std::int32_t len) { return len > 0 ? static_cast<std::size_t>(len) : 0; }
 
+/// True where the order of a loop does not show.
+template <class Source, class Target>
+bool areApart(Source src, Target dst, std::size_t n) {
+    return apartOrIdentical(src.place(), dst.place(), std::uint64_t{n} * Target::places);
+}
+
 /// How many elements such a loop may read before it writes any of them.
 template <class Source, class Target>
 std::size_t descendingStep(Source src, Target dst, std::size_t n) {

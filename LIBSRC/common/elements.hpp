@@ -16,7 +16,7 @@ namespace qzk {
 struct Nibble;
 struct Bit;
 
-/// Consecutive elements of T at any address, or its first element repeated where step is 0.
+/// Consecutive elements of T at any address.
 template <class T>
 struct Elements {
     using Element = std::remove_const_t<T>;
@@ -29,15 +29,17 @@ struct Elements {
     static constexpr Exact highest = std::numeric_limits<Element>::max();
 
     T *first;
-    std::size_t step = 1;
 
-    [[gnu::always_inline]] Exact get(std::size_t i) const { return elementAt(first, i * step); }
+    [[gnu::always_inline]] static Elements at(T *first, std::size_t) { return {first}; }
+    [[gnu::always_inline]] std::size_t skippedNibbles() const { return 0; }
+
+    [[gnu::always_inline]] Exact get(std::size_t i) const { return elementAt(first, i); }
     /// Stores the low bits.
     [[gnu::always_inline]] void set(std::size_t i, Exact value) const {
-        setElement(first, i * step, static_cast<Element>(value));
+        setElement(first, i, static_cast<Element>(value));
     }
-    [[gnu::always_inline]] Elements from(std::size_t i) const { return {first + i * step, step}; }
-    [[gnu::always_inline]] operator Elements<const Element>() const { return {first, step}; }
+    [[gnu::always_inline]] Elements from(std::size_t i) const { return {first + i}; }
+    [[gnu::always_inline]] operator Elements<const Element>() const { return {first}; }
 
     /// Places of memory count half bytes.
     static constexpr unsigned places = 2 * sizeof(T);
@@ -59,24 +61,26 @@ struct Nibbles {
 
     Byte *first;
     std::size_t skipped = 0;
-    std::size_t step = 1;
+
+    [[gnu::always_inline]] static Nibbles at(Byte *first, std::size_t skipped) { return {first, skipped}; }
+    [[gnu::always_inline]] std::size_t skippedNibbles() const { return skipped; }
 
     [[gnu::always_inline]] Exact get(std::size_t i) const {
-        const std::size_t nibble = skipped + i * step;
+        const std::size_t nibble = skipped + i;
         return nibble % 2 == 0 ? first[nibble / 2] >> 4 : first[nibble / 2] & 15;
     }
     /// Stores the low bits and leaves the byte's other nibble alone.
     [[gnu::always_inline]] void set(std::size_t i, Exact value) const {
-        const std::size_t nibble = skipped + i * step;
+        const std::size_t nibble = skipped + i;
         Byte &byte = first[nibble / 2];
         byte = static_cast<Byte>(nibble % 2 == 0 ? (byte & 0x0F) | (value & 15) << 4
                                                  : (byte & 0xF0) | (value & 15));
     }
     [[gnu::always_inline]] Nibbles from(std::size_t i) const {
-        const std::size_t nibble = skipped + i * step;
-        return {first + nibble / 2, nibble % 2, step};
+        const std::size_t nibble = skipped + i;
+        return {first + nibble / 2, nibble % 2};
     }
-    [[gnu::always_inline]] operator Nibbles<const std::uint8_t>() const { return {first, skipped, step}; }
+    [[gnu::always_inline]] operator Nibbles<const std::uint8_t>() const { return {first, skipped}; }
 
     static constexpr unsigned places = 1;
     [[gnu::always_inline]] std::uint64_t place() const {
@@ -142,25 +146,8 @@ using Source = typename ViewOf<Element>::Source;
 template <class Element>
 using Target = typename ViewOf<Element>::Target;
 
-/// A scalar as an operand: a block as wide as any vector, at which every step of a loop stays.
-template <class T>
-class Repeated {
-public:
-    explicit Repeated(T scalar) {
-        for (T &element : block_)
-            element = scalar;
-    }
-    Elements<const T> elements() const { return {block_, 0}; }
-
-protected:
-    alignas(64) T block_[64 / sizeof(T)];
-};
-
-class RepeatedNibble : Repeated<std::uint8_t> {
-public:
-    /// The scalar's low four bits count.
-    explicit RepeatedNibble(std::uint8_t scalar) : Repeated(static_cast<std::uint8_t>((scalar & 15) * 17)) {}
-    Nibbles<const std::uint8_t> elements() const { return {block_, 0, 0}; }
-};
+/// What a vector of an element is made of in memory.
+template <class Element>
+using Place = std::conditional_t<std::is_same_v<Element, Nibble>, std::uint8_t, Element>;
 
 } // namespace qzk

@@ -27,21 +27,17 @@ struct Magnitude {
     }
 };
 
-/// The results of a policy on one operand.
+/// dst[i] = policy(src[i]).
 template <class T, class Policy>
-struct UnaryBlock {
-    const T *src;
-    Policy policy;
-
-    template <class Load>
-    [[gnu::always_inline]] auto at(Load load, size_t i) const {
-        return policy(load(src + i));
-    }
-};
+QZK_INLINE void transform(const T *src, T *dst, size_t n, bool apart, Policy policy) {
+    produce(
+        dst, n,
+        apart, [&](auto load, size_t i) __attribute__((always_inline)) { return policy(load(src + i)); });
+}
 
 template <class T>
-void magnitudes(Source<T> src, Target<T> dst, size_t n) {
-    produce(dst.first, n, UnaryBlock<T, Magnitude<T>>{src.first, {}});
+void magnitudes(Source<T> src, Target<T> dst, size_t n, bool apart) {
+    transform(src.first, dst.first, n, apart, Magnitude<T>{});
 }
 
 /// Nibbles of whole bytes shift two at a time; `single` shifts one in a byte that the vector shares.
@@ -50,13 +46,13 @@ QZK_INLINE void shiftAll(Target<Nibble> srcDst, size_t n, Policy policy, Single 
     const WholeBytes whole(srcDst, n);
     uint8_t *const bytes = srcDst.from(whole.before).first;
     if (whole.after != 0) srcDst.set(n - 1, single(srcDst.get(n - 1)));
-    produce(bytes, whole.bytes, UnaryBlock<uint8_t, Policy>{bytes, policy});
+    transform(bytes, bytes, whole.bytes, true, policy);
     if (whole.before != 0) srcDst.set(0, single(srcDst.get(0)));
 }
 
 template <class T, class Policy, class Single>
 QZK_INLINE void shiftAll(Elements<T> srcDst, size_t n, Policy policy, Single) {
-    produce(srcDst.first, n, UnaryBlock<T, Policy>{srcDst.first, policy});
+    transform(srcDst.first, srcDst.first, n, true, policy);
 }
 
 template <class Element>

@@ -27,10 +27,11 @@ struct ShiftedRight {
 } // namespace
 
 /// The plain form goes from the last element to the first. That of a level reads ahead of its writes, so it
-/// takes operands where no write reaches an element that is read later in that order.
+/// takes operands where no write reaches an element that is read later in that order; `apart` tells that this
+/// holds for every order.
 template <class Element>
 struct MagnitudeKernels {
-    void (*magnitudes)(Source<Element> src, Target<Element> dst, std::size_t n);
+    void (*magnitudes)(Source<Element> src, Target<Element> dst, std::size_t n, bool apart);
 };
 
 /// By 0 to 31 bits; bits that leave an element are lost.

@@ -7,7 +7,7 @@ using std::int32_t;
 using std::size_t;
 
 template <class Element>
-void magnitudes(Source<Element> src, Target<Element> dst, size_t n) {
+void magnitudes(Source<Element> src, Target<Element> dst, size_t n, bool) {
     for (size_t i = n; i-- > 0;) {
         const int32_t value = src.get(i);
         dst.set(i, value > 0 ? value : -value);
@@ -15,7 +15,7 @@ void magnitudes(Source<Element> src, Target<Element> dst, size_t n) {
 }
 
 /// As bits: no operation on floats may touch a not-a-number.
-void magnitudesOfFloats(Source<float> src, Target<float> dst, size_t n) {
+void magnitudesOfFloats(Source<float> src, Target<float> dst, size_t n, bool) {
     const auto *from = reinterpret_cast<const std::uint32_t *>(src.first);
     auto *to = reinterpret_cast<std::uint32_t *>(dst.first);
     for (size_t i = n; i-- > 0;)

@@ -35,7 +35,20 @@ QZK_INLINE Products products(Bytes a, Bytes b) {
 
 /// The low bytes of two vectors of words, alternating.
 QZK_INLINE Bytes lowBytes(Words even, Words odd) {
+#if QZK_SIMD_LEVEL == 3
+    return (Bytes)_mm512_mask_blend_epi8(0xAAAAAAAAAAAAAAAA, raw(even), raw(odd << 8));
+#else
     return (Bytes)((even & splat<std::uint16_t>(0xFF)) | odd << 8);
+#endif
+}
+
+/// The lesser of two unsigned words.
+QZK_INLINE Words lesser(Words a, Words b) {
+#if QZK_SIMD_LEVEL == 1
+    return a - (Words)_mm_subs_epu16(raw(a), raw(b));
+#else
+    return (Words)QZK_INTRINSIC(min_epu16)(raw(a), raw(b));
+#endif
 }
 
 // Results reduced to the element.
@@ -88,6 +101,7 @@ QZK_INLINE Lanes<T> clamped(Multiply, Lanes<T> a, Lanes<T> b) {
         return (Words)QZK_INTRINSIC(packs_epi32)(QZK_INTRINSIC(unpacklo_epi16)(low, high),
                                                  QZK_INTRINSIC(unpackhi_epi16)(low, high));
     } else if constexpr (std::is_signed_v<T>) {
+        // The upper half of (256 a) (256 b) is a b.
         const Integers zero = {};
         const Integers low = QZK_INTRINSIC(mulhi_epi16)(QZK_INTRINSIC(unpacklo_epi8)(zero, raw(a)),
                                                         QZK_INTRINSIC(unpacklo_epi8)(zero, raw(b)));
@@ -95,16 +109,21 @@ QZK_INLINE Lanes<T> clamped(Multiply, Lanes<T> a, Lanes<T> b) {
                                                          QZK_INTRINSIC(unpackhi_epi8)(zero, raw(b)));
         return (Bytes)QZK_INTRINSIC(packs_epi16)(low, high);
     } else {
-        // From 255 on the saturating sum is 0xFFFF, below it the low byte stays what it was.
-        const Integers room = raw(splat<std::uint16_t>(0xFF00));
-        const auto [even, odd] = products<T>(a, b);
-        return lowBytes((Words)QZK_INTRINSIC(adds_epu16)(raw(even), room),
-                        (Words)QZK_INTRINSIC(adds_epu16)(raw(odd), room));
+        const Integers zero = {};
+        const Words highest = splat<std::uint16_t>(255);
+        const Words low = (Words)QZK_INTRINSIC(unpacklo_epi8)(raw(a), zero) *
+                          (Words)QZK_INTRINSIC(unpacklo_epi8)(raw(b), zero);
+        const Words high = (Words)QZK_INTRINSIC(unpackhi_epi8)(raw(a), zero) *
+                           (Words)QZK_INTRINSIC(unpackhi_epi8)(raw(b), zero);
+        return (Bytes)QZK_INTRINSIC(packus_epi16)(raw(lesser(low, highest)), raw(lesser(high, highest)));
     }
 }
 
+// Policies give a vector of results; they are made of the bits to shift by.
+
 template <class Operation, class T>
 struct Wrap {
+    [[gnu::always_inline]] explicit Wrap(int32_t) {}
     [[gnu::always_inline]] Lanes<T> operator()(Lanes<T> a, Lanes<T> b) const {
         return wrapped<T>(Operation{}, a, b);
     }
@@ -112,6 +131,7 @@ struct Wrap {
 
 template <class Operation, class T>
 struct Clamp {
+    [[gnu::always_inline]] explicit Clamp(int32_t) {}
     [[gnu::always_inline]] Lanes<T> operator()(Lanes<T> a, Lanes<T> b) const {
         return clamped<T>(Operation{}, a, b);
     }
@@ -176,239 +196,281 @@ struct ShiftRightBeyond {
     }
 };
 
+/// The vectors of an operand; those of a scalar are all the one at its beginning, which `kept` keeps.
 template <class T>
-struct VectorOperand {
+struct Operand {
     const T *first;
+    size_t kept = ~size_t{0};
 
     template <class Load>
     [[gnu::always_inline]] Lanes<T> at(Load load, size_t i) const {
-        return load(first + i);
+        return load(first + (i & kept));
     }
 };
 
+/// A scalar as wide as a vector.
 template <class T>
-struct RepeatedOperand {
-    const T *block;
-    Lanes<T> all = LoadAll{}(block);
-
-    [[gnu::always_inline]] Lanes<T> at(LoadAll, size_t) const { return all; }
-    [[gnu::always_inline]] Lanes<T> at(LoadFew load, size_t) const { return load(block); }
-};
-
-/// Both halves of the bytes of a block of RepeatedNibble.
-struct RepeatedNibbleOperand {
-    Bytes all;
-
-    template <class Load>
-    [[gnu::always_inline]] NibblePairs at(Load, size_t) const {
-        return {all, all};
+class Scalar {
+public:
+    [[gnu::always_inline]] Operand<T> repeated(T value) {
+        put(block_, splat<T>(value));
+        return {block_, 0};
     }
+
+private:
+    alignas(QZK_VECTOR_BYTES) T block_[lanesOf<T>];
 };
 
-/// Calls work with the first operand as one that reads a vector or as one that keeps a scalar. There is a
-/// loop for each: computing addresses with the step costs more than the arithmetic.
-template <class T, class Work>
-QZK_INLINE auto withOperand(Elements<const T> a, Work work) {
-    return a.step == 0 ? work(RepeatedOperand<T>{a.first}) : work(VectorOperand<T>{a.first});
+/// Nibbles seen from whole bytes of the destination. Where they begin in the other half of a byte, a
+/// destination byte takes the low nibble of one source byte and the high nibble of the next.
+class AlignedNibbles {
+public:
+    [[gnu::always_inline]] AlignedNibbles(Operand<uint8_t> bytes, size_t skipped)
+        : bytes_(bytes), next_{bytes.first + skipped, bytes.kept}, toHigh_(shiftCount(skipped == 0 ? 4 : 0)),
+          toLow_(shiftCount(skipped == 0 ? 0 : 4)) {}
+    [[gnu::always_inline]] explicit AlignedNibbles(Source<Nibble> nibbles)
+        : AlignedNibbles(Operand<uint8_t>{nibbles.first}, nibbles.skipped) {}
+
+    /// The pairs of the destination bytes from i on.
+    template <class Load>
+    [[gnu::always_inline]] NibblePairs at(Load load, size_t i) const {
+        const Bytes nibble = splat<uint8_t>(0x0F);
+        return {(Bytes)QZK_INTRINSIC(srl_epi16)(raw(bytes_.at(load, i)), toHigh_) & nibble,
+                (Bytes)QZK_INTRINSIC(srl_epi16)(raw(next_.at(load, i)), toLow_) & nibble};
+    }
+
+private:
+    Operand<uint8_t> bytes_, next_;
+    __m128i toHigh_, toLow_;
+};
+
+/// Both operands of nibbles from element `begin` on, where a destination byte begins.
+class NibbleOperands {
+public:
+    [[gnu::always_inline]] NibbleOperands(const Operands<Nibble> &operands, size_t begin)
+        : a_(operands.scalar
+                 ? AlignedNibbles(scalar_.repeated(static_cast<uint8_t>(operands.a.get(0) * 17)), 0)
+                 : AlignedNibbles(operands.a.from(begin))),
+          b_(operands.b.from(begin)) {}
+    NibbleOperands(const NibbleOperands &) = delete;
+
+    /// The policy's results for both nibbles of the bytes from i on.
+    template <class Load, class Policy>
+    [[gnu::always_inline]] NibblePairs at(Load load, size_t i, Policy policy) const {
+        const NibblePairs x = a_.at(load, i), y = b_.at(load, i);
+        return {policy(x.high, y.high), policy(x.low, y.low)};
+    }
+
+private:
+    Scalar<uint8_t> scalar_;
+    AlignedNibbles a_, b_;
+};
+
+/// The loop of a policy. Signed and unsigned elements share it where their results are the same bits.
+template <class Policy, class T>
+[[gnu::noinline]] void run(const T *a, const T *b, T *dst, size_t n, bool apart, int32_t count) {
+    const Policy policy(count);
+    produce(
+        dst, n, apart && !trails(a, dst, n * sizeof(T)) && !trails(b, dst, n * sizeof(T)),
+        [&](auto load, size_t i) __attribute__((always_inline)) { return policy(load(a + i), load(b + i)); });
 }
-template <class Work>
-QZK_INLINE auto withOperand(Nibbles<const uint8_t> a, Work work) {
-    return a.step == 0 ? work(RepeatedNibbleOperand{splat(static_cast<uint8_t>(a.get(0)))})
-                       : work(AlignedNibbles(a));
+
+template <class Policy, class T>
+[[gnu::noinline]] void runScalar(const T *a, T *srcDst, size_t n, int32_t count) {
+    const Policy policy(count);
+    const Lanes<T> scalar = splat<T>(elementAt(a, 0));
+    produce(
+        srcDst, n, true, [&](auto load, size_t i) __attribute__((always_inline)) {
+            return policy(scalar, load(srcDst + i));
+        });
 }
 
-/// The results of a policy on two operands.
-template <class A, class T, class Policy>
-struct ElementBlock {
-    A a;
-    VectorOperand<T> b;
-    Policy policy;
-
-    template <class Load>
-    [[gnu::always_inline]] auto at(Load load, size_t i) const {
-        return policy(a.at(load, i), b.at(load, i));
-    }
-};
-
-/// The same for both nibbles of whole destination bytes.
-template <class A, class Policy>
-struct NibbleBlock {
-    A a;
-    AlignedNibbles b;
-    Policy policy;
-
-    template <class Load>
-    [[gnu::always_inline]] Bytes at(Load load, size_t i) const {
-        const NibblePairs x = a.at(load, i), y = b.at(load, i);
-        return packed({policy(x.high, y.high), policy(x.low, y.low)});
-    }
-};
+template <class Policy, class T>
+QZK_INLINE void run(const Operands<T> &operands, int32_t count) {
+    using Lane = typename LaneOf<T>::type;
+    const auto *const a = reinterpret_cast<const Lane *>(operands.a.first);
+    const auto *const b = reinterpret_cast<const Lane *>(operands.b.first);
+    auto *const dst = reinterpret_cast<Lane *>(operands.dst.first);
+    if (operands.scalar) return runScalar<Policy, Lane>(a, dst, operands.n, count);
+    run<Policy, Lane>(a, b, dst, operands.n, operands.apart, count);
+}
 
 /// `single` does one nibble, in the bytes that the destination shares.
 template <class Policy, class Single>
-QZK_INLINE void produceAll(const Operands<Nibble> &operands, Policy policy, Single single) {
-    const auto a = operands.a, b = operands.b;
+QZK_INLINE void run(const Operands<Nibble> &operands, Policy policy, Single single) {
     const auto dst = operands.dst;
-    const size_t n = operands.n;
-    const WholeBytes whole(dst, n);
-    if (whole.after != 0) dst.set(n - 1, single(a.get(n - 1), b.get(n - 1)));
-    withOperand(
-        a.from(whole.before), [&](auto first) __attribute__((always_inline)) {
-            const NibbleBlock<decltype(first), Policy> block = {first, AlignedNibbles(b.from(whole.before)),
-                                                                policy};
-            produce(dst.from(whole.before).first, whole.bytes, block);
-        });
-    if (whole.before != 0) dst.set(0, single(a.get(0), b.get(0)));
+    const auto one = [&](size_t i) { dst.set(i, single(operands.aAt(i), operands.bAt(i))); };
+    const WholeBytes whole(dst, operands.n);
+    if (whole.after != 0) one(operands.n - 1);
+    const NibbleOperands both(operands, whole.before);
+    const auto block = [&](auto load, size_t i) __attribute__((always_inline)) {
+        return packed(both.at(load, i, policy));
+    };
+    produce(dst.from(whole.before).first, whole.bytes, operands.apart, block);
+    if (whole.before != 0) one(0);
 }
 
-template <class T, class Policy, class Single>
-QZK_INLINE void produceAll(const Operands<T> &operands, Policy policy, Single) {
-    withOperand(
-        operands.a, [&](auto first) __attribute__((always_inline)) {
-            const ElementBlock<decltype(first), T, Policy> block = {first, {operands.b.first}, policy};
-            produce(operands.dst.first, operands.n, block);
-        });
+/// Nothing is left of any lane after 32 bits.
+QZK_INLINE int32_t laneShift(int32_t shift) {
+    return shift > 32 ? 32 : shift < -32 ? 32 : shift < 0 ? -shift : shift;
 }
 
-/// Elements whose lanes the results of one element are computed in.
-template <class Element>
-struct ComputedIn {
-    using type = Element;
-};
-template <>
-struct ComputedIn<Nibble> {
-    using type = uint8_t;
-};
-
-template <class Operation, class Element>
-void fixed(const Operands<Element> &operands, int32_t shift) {
-    using T = typename ComputedIn<Element>::type;
-    const Fixed<Operation, Element> single = {shift};
-    // Nothing is left of any lane after 32 bits.
-    const int32_t count = shift < -32 ? 32 : shift > 32 ? 32 : shift < 0 ? -shift : shift;
-    if (shift < 0) return produceAll(operands, ShiftLeft<Operation, T>(count), single);
-    if (shift == 0) return produceAll(operands, Wrap<Operation, T>{}, single);
+template <class Operation, class T>
+QZK_INLINE void fixed(const Operands<T> &operands, int32_t shift) {
+    using Lane = typename LaneOf<T>::type;
+    const int32_t count = laneShift(shift);
+    if (shift == 0) return run<Wrap<Operation, Lane>>(operands, 0);
+    if (shift < 0) return run<ShiftLeft<Operation, Lane>>(operands, count);
     if constexpr (std::is_same_v<Operation, Multiply> && std::is_same_v<T, int16_t>)
-        if (shift > 16) return produceAll(operands, ShiftRightBeyond(count), single);
-    produceAll(operands, ShiftRight<Operation, T>(count), single);
+        if (shift > 16) return run<ShiftRightBeyond>(operands, count);
+    run<ShiftRight<Operation, T>>(operands, count);
+}
+
+template <class Operation, class T>
+QZK_INLINE void saturated(const Operands<T> &operands) {
+    run<Clamp<Operation, T>>(operands, 0);
+}
+
+// Results of nibbles are exact in bytes, and what leaves their four bits is dropped when they are packed.
+
+template <class Operation>
+QZK_INLINE void fixedNibbles(const Operands<Nibble> &operands, int32_t shift) {
+    using Exact = std::conditional_t<std::is_same_v<Operation, Subtract>, int8_t, uint8_t>;
+    const Fixed<Operation, Nibble> single = {shift};
+    const auto shifted = [&](auto shiftOf) __attribute__((always_inline)) {
+        run(
+            operands,
+            [=](Bytes a, Bytes b)
+                __attribute__((always_inline)) { return shiftOf(wrapped<uint8_t>(Operation{}, a, b)); },
+            single);
+    };
+    if (shift > 0)
+        shifted(RightShift<Exact>(laneShift(shift)));
+    else
+        shifted(LeftShift<uint8_t>(laneShift(shift)));
 }
 
 template <class Operation>
-struct ClampNibbles {
-    [[gnu::always_inline]] Bytes operator()(Bytes a, Bytes b) const {
-        const Bytes result = clamped<uint8_t>(Operation{}, a, b);
-        return (Bytes)QZK_INTRINSIC(min_epu8)(raw(result), raw(splat<uint8_t>(15)));
-    }
-};
-
-template <class Operation, class Element>
-void saturated(const Operands<Element> &operands) {
-    const Saturated<Operation, Element> single = {};
-    if constexpr (std::is_same_v<Element, Nibble>)
-        produceAll(operands, ClampNibbles<Operation>{}, single);
-    else
-        produceAll(operands, Clamp<Operation, Element>{}, single);
+QZK_INLINE void saturatedNibbles(const Operands<Nibble> &operands) {
+    const auto policy = [](Bytes a, Bytes b) __attribute__((always_inline)) {
+        if constexpr (std::is_same_v<Operation, Subtract>)
+            return clamped<uint8_t>(Operation{}, a, b);
+        else
+            return (Bytes)QZK_INTRINSIC(min_epu8)(raw(wrapped<uint8_t>(Operation{}, a, b)),
+                                                  raw(splat<uint8_t>(15)));
+    };
+    run(operands, policy, Saturated<Operation, Nibble>{});
 }
 
 // What tells the shift that makes all results fit: bits whose union over all results is enough.
 
+/// all | (x ^ y)
+QZK_INLINE Words withDifference(Words all, Words x, Words y) {
+#if QZK_SIMD_LEVEL == 3
+    return (Words)_mm512_ternarylogic_epi64(raw(all), raw(x), raw(y), 0xF6);
+#else
+    return all | (x ^ y);
+#endif
+}
+
+QZK_INLINE Words signs(Words v) { return (Words)((Vec<int16_t>)v >> 15); }
+
 /// Any bit where a sum or difference does not fit; one shift is always enough for these.
 template <class Operation, class T>
-struct Excess {
-    [[gnu::always_inline]] Words operator()(Lanes<T> a, Lanes<T> b) const {
-        return (Words)(clamped<T>(Operation{}, a, b) ^ wrapped<T>(Operation{}, a, b));
+struct Reach {
+    Words excess = {};
+
+    [[gnu::always_inline]] void add(Lanes<T> a, Lanes<T> b) {
+        excess = withDifference(excess, (Words)clamped<T>(Operation{}, a, b),
+                                (Words)wrapped<T>(Operation{}, a, b));
     }
-    static int32_t shiftOf(std::uint32_t bits) { return bits != 0 ? 1 : 0; }
+    [[gnu::always_inline]] int32_t shift() const { return unite(excess) != 0 ? 1 : 0; }
 };
 
-/// The magnitude bits of both products of bytes.
+/// The magnitude bits of products of bytes.
 template <class T>
-struct Excess<Multiply, T> {
-    [[gnu::always_inline]] Words operator()(Bytes a, Bytes b) const {
+struct Reach<Multiply, T> {
+    Words bits = {};
+
+    [[gnu::always_inline]] void add(Bytes a, Bytes b) {
         const auto [even, odd] = products<T>(a, b);
-        if constexpr (std::is_signed_v<T>) {
-            const RightShift<int16_t> sign(15);
-            return (even ^ sign(even)) | (odd ^ sign(odd));
-        } else {
-            return even | odd;
-        }
+        if constexpr (std::is_signed_v<T>)
+            bits = withDifference(withDifference(bits, even, signs(even)), odd, signs(odd));
+        else
+            bits |= even | odd;
     }
-    static int32_t shiftOf(std::uint32_t bits) { return shiftFor<T>(bits); }
+    [[gnu::always_inline]] int32_t shift() const { return shiftFor<T>(unite(bits)); }
 };
 
-/// The magnitude bits of a product from bit 15 on.
+/// The magnitude bits of products of words, by halves.
 template <>
-struct Excess<Multiply, int16_t> {
-    [[gnu::always_inline]] Words operator()(Words a, Words b) const {
-        const Words high = (Words)QZK_INTRINSIC(mulhi_epi16)(raw(a), raw(b));
-        const Words sign = RightShift<int16_t>(15)(high);
-        return (high ^ sign) << 1 | (a * b ^ sign) >> 15;
-    }
-    static int32_t shiftOf(std::uint32_t bits) { return shiftFor<int16_t>(bits << 15); }
-};
+struct Reach<Multiply, int16_t> {
+    Words low = {}, high = {};
 
-/// Both results of a byte's nibbles, which are exact in bytes.
-template <class A, class Operation>
-struct NibbleExcess {
-    A a;
-    AlignedNibbles b;
-
-    template <class Load>
-    [[gnu::always_inline]] Words at(Load load, size_t i) const {
-        const NibblePairs x = a.at(load, i), y = b.at(load, i);
-        return (Words)(wrapped<uint8_t>(Operation{}, x.high, y.high) |
-                       wrapped<uint8_t>(Operation{}, x.low, y.low));
+    [[gnu::always_inline]] void add(Words a, Words b) {
+        const Words upper = (Words)QZK_INTRINSIC(mulhi_epi16)(raw(a), raw(b));
+        const Words sign = signs(upper);
+        low = withDifference(low, a * b, sign);
+        high = withDifference(high, upper, sign);
     }
+    [[gnu::always_inline]] int32_t shift() const { return shiftFor<int16_t>(unite(high) << 16 | unite(low)); }
 };
 
 template <class Operation, class T>
-int32_t fittingShift(const Operands<T> &operands) {
-    using Bits = Excess<Operation, T>;
-    return withOperand(
-        operands.a, [&](auto first) __attribute__((always_inline)) {
-            const ElementBlock<decltype(first), T, Bits> block = {first, {operands.b.first}, {}};
-            return Bits::shiftOf(unite(unite<T>(operands.n, block)));
-        });
+QZK_INLINE int32_t fittingShift(const Operands<T> &operands) {
+    using Lane = typename LaneOf<T>::type;
+    const auto *const a = reinterpret_cast<const Lane *>(operands.a.first);
+    Scalar<Lane> scalar;
+    const auto first = operands.scalar ? scalar.repeated(elementAt(a, 0)) : Operand<Lane>{a};
+    const Operand<Lane> second = {reinterpret_cast<const Lane *>(operands.b.first)};
+    Reach<Operation, T> reach;
+    forVectors<Lane>(
+        operands.n, [&](auto load, size_t i)
+                        __attribute__((always_inline)) { reach.add(first.at(load, i), second.at(load, i)); });
+    return reach.shift();
 }
 
 template <class Operation>
-int32_t fittingShiftOfNibbles(const Operands<Nibble> &operands) {
-    const auto a = operands.a, b = operands.b;
+QZK_INLINE int32_t fittingShiftOfNibbles(const Operands<Nibble> &operands) {
     const size_t n = operands.n, even = n / 2 * 2;
-    std::uint32_t bits = 0;
-    if (even < n) bits = magnitudeBits(Operation::exact(a.get(even), b.get(even)));
-    bits |= withOperand(
-        a, [&](auto first) __attribute__((always_inline)) {
-            const NibbleExcess<decltype(first), Operation> block = {first, AlignedNibbles(b)};
-            return unite(unite<uint8_t>(even / 2, block));
+    std::uint32_t last = 0;
+    if (even < n) last = magnitudeBits(Operation::exact(operands.aAt(even), operands.bAt(even)));
+    const NibbleOperands both(operands, 0);
+    Bytes bits = {};
+    forVectors<uint8_t>(
+        even / 2, [&](auto load, size_t i) __attribute__((always_inline)) {
+            const auto [high, low] = both.at(load, i, Wrap<Operation, uint8_t>(0));
+            bits |= high | low;
         });
-    return shiftFor<Nibble>((bits | bits >> 8) & 0xFF);
+    const std::uint32_t all = unite((Words)bits);
+    return shiftFor<Nibble>((all | all >> 8 | last) & 0xFF);
 }
 
 template <class Operation>
 struct Exactly {
+    [[gnu::always_inline]] explicit Exactly(int32_t) {}
     [[gnu::always_inline]] Vec<float> operator()(Vec<float> a, Vec<float> b) const {
         return Operation::exact(a, b);
     }
 };
 
 template <class Operation>
-void floats(const Operands<float> &operands) {
-    const auto nothing = [] {};
-    produceAll(operands, Exactly<Operation>{}, nothing);
+QZK_INLINE void floats(const Operands<float> &operands) {
+    run<Exactly<Operation>>(operands, 0);
 }
 
 template <class Operation, class Element>
 void installOperation(ElementKernels<Element> &kernels) {
     auto &forms = kernels.*Operation::template kernels<Element>;
-    forms.fixed = fixed<Operation, Element>;
-    forms.saturated = saturated<Operation, Element>;
-    if constexpr (!Operation::template scalesAutomatically<Element>)
-        return;
-    else if constexpr (std::is_same_v<Element, Nibble>)
-        forms.fittingShift = fittingShiftOfNibbles<Operation>;
-    else
-        forms.fittingShift = fittingShift<Operation, Element>;
+    if constexpr (std::is_same_v<Element, Nibble>) {
+        forms = {kernelOf<fixedNibbles<Operation>>, kernelOf<saturatedNibbles<Operation>>, nullptr};
+        if constexpr (Operation::template scalesAutomatically<Element>)
+            forms.fittingShift = kernelOf<fittingShiftOfNibbles<Operation>>;
+    } else {
+        forms = {kernelOf<fixed<Operation, Element>>, kernelOf<saturated<Operation, Element>>, nullptr};
+        if constexpr (Operation::template scalesAutomatically<Element>)
+            forms.fittingShift = kernelOf<fittingShift<Operation, Element>>;
+    }
 }
 
 template <class Element>
@@ -425,7 +487,8 @@ void QZK_LEVEL::install(ArithmeticKernels &kernels) {
     installElement<uint8_t>(kernels);
     installElement<int8_t>(kernels);
     installElement<int16_t>(kernels);
-    static_cast<ElementKernels<float> &>(kernels) = {floats<Add>, floats<Subtract>, floats<Multiply>};
+    static_cast<ElementKernels<float> &>(kernels) = {kernelOf<floats<Add>>, kernelOf<floats<Subtract>>,
+                                                     kernelOf<floats<Multiply>>};
 }
 
 } // namespace qzk::simd

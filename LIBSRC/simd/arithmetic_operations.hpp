@@ -12,6 +12,24 @@ namespace {
     return exact >> (count < 31 ? count : 31);
 }
 
+/// The kernel of a function on Operands.
+template <auto function>
+struct Kernel;
+template <class Element, class Result, class... More,
+          Result (*function)(const Operands<Element> &operands, More... more)>
+struct Kernel<function> {
+    [[gnu::noinline]] static Result form(const Place<Element> *a, const Place<Element> *b,
+                                         Place<Element> *dst, std::size_t n, Course course, More... more) {
+        return function({Source<Element>::at(a, course.has(Course::skipsInA)),
+                         Source<Element>::at(b, course.has(Course::skipsInB)),
+                         Target<Element>::at(dst, course.has(Course::skipsInDst)), n,
+                         course.has(Course::scalar), course.has(Course::apart)},
+                        more...);
+    }
+};
+template <auto function>
+constexpr auto kernelOf = Kernel<function>::form;
+
 struct Add {
     template <class Element>
     static constexpr auto kernels = &ElementKernels<Element>::add;

@@ -8,9 +8,9 @@ using std::size_t;
 
 template <class Element, class Fit>
 void produce(const Operands<Element> &operands, Fit fit) {
-    const auto [a, b, dst, n] = operands;
-    for (size_t i = n; i-- > 0;)
-        dst.set(i, fit(a.get(i), b.get(i)));
+    const Operands<Element> all = operands;
+    for (size_t i = all.n; i-- > 0;)
+        all.dst.set(i, fit(all.aAt(i), all.bAt(i)));
 }
 
 template <class Operation, class Element>
@@ -27,7 +27,7 @@ template <class Operation, class Element>
 int32_t fittingShift(const Operands<Element> &operands) {
     std::uint32_t bits = 0;
     for (size_t i = 0; i < operands.n; ++i)
-        bits |= magnitudeBits(Operation::exact(operands.a.get(i), operands.b.get(i)));
+        bits |= magnitudeBits(Operation::exact(operands.aAt(i), operands.bAt(i)));
     return shiftFor<Element>(bits);
 }
 
@@ -39,9 +39,9 @@ void floats(const Operands<float> &operands) {
 template <class Operation, class Element>
 void installOperation(ElementKernels<Element> &kernels) {
     auto &forms = kernels.*Operation::template kernels<Element>;
-    forms = {fixed<Operation, Element>, saturated<Operation, Element>, nullptr};
+    forms = {kernelOf<fixed<Operation, Element>>, kernelOf<saturated<Operation, Element>>, nullptr};
     if constexpr (Operation::template scalesAutomatically<Element>)
-        forms.fittingShift = fittingShift<Operation, Element>;
+        forms.fittingShift = kernelOf<fittingShift<Operation, Element>>;
 }
 
 template <class Element>
@@ -58,7 +58,8 @@ void plain::install(ArithmeticKernels &kernels) {
     installElement<std::uint8_t>(kernels);
     installElement<std::int8_t>(kernels);
     installElement<std::int16_t>(kernels);
-    static_cast<ElementKernels<float> &>(kernels) = {floats<Add>, floats<Subtract>, floats<Multiply>};
+    static_cast<ElementKernels<float> &>(kernels) = {kernelOf<floats<Add>>, kernelOf<floats<Subtract>>,
+                                                     kernelOf<floats<Multiply>>};
 }
 
 } // namespace qzk::simd

@@ -105,13 +105,15 @@ private:
     Bytes left_, sign_;
 };
 
-/// A block gives the results of one vector: at(load, i) those of the elements from i on, load(address) being
-/// how it reads an operand.
+/// A block gives the results of one vector: block(load, i) those of the elements from i on, load(address)
+/// being how it reads an operand.
 struct LoadAll {
     template <class T>
     [[gnu::always_inline]] Lanes<T> operator()(const T *from) const {
         Lanes<T> v;
         __builtin_memcpy(&v, from, sizeof v);
+        // Compilers read memory anew for each use of v, and loads are what the loops are short of.
+        __asm__("" : "+v"(v));
         return v;
     }
 };
@@ -156,60 +158,58 @@ QZK_INLINE void putFew(T *to, Lanes<T> v, std::size_t n) {
 #endif
 }
 
-/// Writes n results from the last to the first, with aligned stores where the elements allow them. The
-/// vectors at both ends overlap the aligned ones between them: they are computed before anything is written,
-/// and written when nothing is left to read.
+/// A read from the place in its page that a recent write to another page had waits for that write. A loop
+/// from the first element to the last whose reads come so soon behind its writes is better off going down.
+/// Vectors beyond the first cache are slow enough for the writes to be done by then, but for the next ones.
+QZK_INLINE bool trails(const void *src, const void *dst, std::size_t bytes) {
+    constexpr std::uintptr_t page = 4096;
+    const std::uintptr_t close = bytes > 2 * page ? 192 : 1024;
+    const auto from = reinterpret_cast<std::uintptr_t>(src), to = reinterpret_cast<std::uintptr_t>(dst);
+    return (to - from - 1) % page < close;
+}
+
+/// Writes n results, with aligned stores where the elements allow them: upwards where asked, which caches
+/// like better, else from the last to the first. Every vector is read before it is written. The vectors at
+/// both ends overlap the aligned ones between them: they are computed before anything is written, and written
+/// when nothing is left to read. One vector a turn is enough: the loops wait for their stores.
 template <class T, class Block>
-QZK_INLINE void produce(T *dst, std::size_t n, Block block) {
-    constexpr std::size_t lanes = lanesOf<T>, unrolled = 4 * lanes;
+QZK_INLINE void produce(T *dst, std::size_t n, bool upwards, const Block &block) {
+    constexpr std::size_t lanes = lanesOf<T>;
     if (n < lanes) {
-        if (n != 0) putFew(dst, block.at(LoadFew{n}, 0), n);
+        if (n != 0) putFew(dst, block(LoadFew{n}, 0), n);
         return;
     }
     const std::size_t start = -reinterpret_cast<std::uintptr_t>(dst) % sizeof(Lanes<T>) / sizeof(T);
-    const std::size_t end = start + (n - start) / lanes * lanes;
+    const std::size_t vectors = (n - start) / lanes, end = start + vectors * lanes;
     const bool ragged = start > 0 || end < n;
     Lanes<T> head = {}, tail = {};
     if (ragged) {
-        head = block.at(LoadAll{}, 0);
-        tail = block.at(LoadAll{}, n - lanes);
+        head = block(LoadAll{}, 0);
+        tail = block(LoadAll{}, n - lanes);
     }
 
-    std::size_t i = end;
-    for (; i >= start + unrolled; i -= unrolled) {
-        const Lanes<T> v3 = block.at(LoadAll{}, i - lanes);
-        const Lanes<T> v2 = block.at(LoadAll{}, i - 2 * lanes);
-        const Lanes<T> v1 = block.at(LoadAll{}, i - 3 * lanes);
-        const Lanes<T> v0 = block.at(LoadAll{}, i - 4 * lanes);
-        put(dst + i - lanes, v3);
-        put(dst + i - 2 * lanes, v2);
-        put(dst + i - 3 * lanes, v1);
-        put(dst + i - 4 * lanes, v0);
-    }
-    for (; i > start; i -= lanes)
-        put(dst + i - lanes, block.at(LoadAll{}, i - lanes));
+    const std::size_t step = upwards ? lanes : -lanes;
+    std::size_t i = upwards ? start : end - lanes;
+    for (std::size_t left = vectors; left > 0; --left, i += step)
+        put(dst + i, block(LoadAll{}, i));
+
     if (ragged) {
         put(dst + n - lanes, tail);
         put(dst, head);
     }
 }
 
-/// The union of the bits of all n results, which are Words.
-template <class T, class Block>
-QZK_INLINE Words unite(std::size_t n, Block block) {
-    constexpr std::size_t lanes = lanesOf<T>, unrolled = 4 * lanes;
-    if (n < lanes) return n != 0 ? block.at(LoadFew{n}, 0) : Words{};
-    Words u0 = block.at(LoadAll{}, n - lanes), u1 = {}, u2 = {}, u3 = {};
-    std::size_t i = 0;
-    for (; i + unrolled <= n; i += unrolled) {
-        u0 |= block.at(LoadAll{}, i);
-        u1 |= block.at(LoadAll{}, i + lanes);
-        u2 |= block.at(LoadAll{}, i + 2 * lanes);
-        u3 |= block.at(LoadAll{}, i + 3 * lanes);
+/// Hands the vectors of n results to `take`, some of the last ones twice.
+template <class T, class Take>
+QZK_INLINE void forVectors(std::size_t n, const Take &take) {
+    constexpr std::size_t lanes = lanesOf<T>;
+    if (n < lanes) {
+        if (n != 0) take(LoadFew{n}, std::size_t{0});
+        return;
     }
-    for (; i + lanes <= n; i += lanes)
-        u1 |= block.at(LoadAll{}, i);
-    return (u0 | u1) | (u2 | u3);
+    for (std::size_t i = 0; i + lanes <= n; i += lanes)
+        take(LoadAll{}, i);
+    if (n % lanes != 0) take(LoadAll{}, n - lanes);
 }
 
 /// The union of a vector's lanes.
@@ -232,28 +232,6 @@ QZK_INLINE Bytes packed(NibblePairs pairs) {
     const Bytes high = (Bytes)((Words)pairs.high << 4);
     return (high & splat<std::uint8_t>(0xF0)) | (pairs.low & splat<std::uint8_t>(0x0F));
 }
-
-/// An operand seen from whole bytes of the destination. Where it begins in the other half of a byte, a
-/// destination byte takes the low nibble of one source byte and the high nibble of the next.
-class AlignedNibbles {
-public:
-    [[gnu::always_inline]] explicit AlignedNibbles(Source<Nibble> nibbles)
-        : first_(nibbles.first), next_(nibbles.skipped), toHigh_(shiftCount(nibbles.skipped == 0 ? 4 : 0)),
-          toLow_(shiftCount(nibbles.skipped == 0 ? 0 : 4)) {}
-
-    /// The pairs of the destination bytes from i on.
-    template <class Load>
-    [[gnu::always_inline]] NibblePairs at(Load load, std::size_t i) const {
-        const Bytes nibble = splat<std::uint8_t>(0x0F);
-        return {(Bytes)QZK_INTRINSIC(srl_epi16)((Integers)load(first_ + i), toHigh_) & nibble,
-                (Bytes)QZK_INTRINSIC(srl_epi16)((Integers)load(first_ + next_ + i), toLow_) & nibble};
-    }
-
-private:
-    const std::uint8_t *first_;
-    std::size_t next_;
-    __m128i toHigh_, toLow_;
-};
 
 /// The bytes of n nibbles that belong to them with both halves.
 struct WholeBytes {

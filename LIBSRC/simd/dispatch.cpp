@@ -70,9 +70,10 @@ constexpr int levels = 4;
 Kernels tables[levels];
 bool filled[levels];
 Level level;
-const Kernels *active;
 
 } // namespace
+
+const Kernels *activeKernels;
 
 Level highestLevel() {
     static const Level detected = detectLevel();
@@ -91,12 +92,12 @@ const Kernels &kernelsOf(Level wanted) {
 
 void setLevel(Level wanted) {
     level = wanted < highestLevel() ? wanted : highestLevel();
-    active = &kernelsOf(level);
+    activeKernels = &kernelsOf(level);
 }
 
-const Kernels &kernels() {
-    if (active == nullptr) setLevel(highestLevel());
-    return *active;
+const Kernels &chooseKernels() {
+    setLevel(highestLevel());
+    return *activeKernels;
 }
 
 Level currentLevel() {

@@ -38,8 +38,14 @@ struct Kernels {
     WarpKernels warp;
 };
 
-/// The table in force: at first use, that of the highest level of this processor and this build.
-const Kernels &kernels();
+/// Null until kernels are first wanted.
+extern const Kernels *activeKernels;
+
+/// Sets activeKernels to those of the highest level of this processor and this build.
+const Kernels &chooseKernels();
+
+/// The table in force.
+inline const Kernels &kernels() { return activeKernels != nullptr ? *activeKernels : chooseKernels(); }
 
 /// The table of one level, which has to be available.
 const Kernels &kernelsOf(Level level);
