@@ -96,9 +96,11 @@ protected:
     /// Distances in bytes, so that elements overlap in part too.
     template <class T, class One>
     void compareOverlaps(void (*separate)(const T *, T *, std::int32_t), One one) {
-        constexpr int most = 40 * sizeof(T), base = most;
+        constexpr int most = 40 * sizeof(T);
         for (int distance = -most; distance <= most; ++distance)
-            for (const std::size_t n : {1u, 37u, 130u, 300u}) {
+            for (const std::size_t n : {std::size_t{1}, random_.index(130) + 1, random_.index(130) + 1,
+                                        std::size_t{300}, std::size_t{2500}}) {
+                const int base = most + static_cast<int>(random_.index(64));
                 const auto before =
                     random_.elements<std::uint8_t>(static_cast<std::size_t>(base + most) + n * sizeof(T));
                 auto expected = before, actual = before;
@@ -108,7 +110,8 @@ protected:
                                 &expected[static_cast<std::size_t>(base + distance) + i * sizeof(T)],
                                 sizeof element);
                     element = one(element);
-                    std::memcpy(&expected[base + i * sizeof(T)], &element, sizeof element);
+                    std::memcpy(&expected[static_cast<std::size_t>(base) + i * sizeof(T)], &element,
+                                sizeof element);
                 }
                 separate(reinterpret_cast<const T *>(actual.data() + base + distance),
                          reinterpret_cast<T *>(actual.data() + base), static_cast<std::int32_t>(n));

@@ -14,7 +14,42 @@ namespace {
 using reference::Letter;
 constexpr std::int32_t modes[] = {0, 1, 2, 3, -1, 4, INT32_MIN, INT32_MAX};
 
-class ArithmeticLevels : public LevelTest, protected MemberCheck {};
+class ArithmeticLevels : public LevelTest, protected MemberCheck {
+protected:
+    static constexpr int far = 1000;
+
+    /// Of the sources from the destination, in bytes; `far` is where they do not overlap.
+    struct Distances {
+        int first, second;
+        std::int32_t srcOffset, dstOffset;
+    };
+
+    /// One length and all modes, with known bytes before, between and after the operands.
+    void checkOverlap(const IntegerMember &member, Distances distances) {
+        constexpr std::size_t most = 80;
+        const auto len = static_cast<std::int32_t>(random_.bits() % 32 == 0 ? random_.integer(2000, 3000)
+                                                                            : random_.integer(0, 130));
+        const std::size_t base = most + random_.index(64), apart = base + bytesOf(member.letter, len) + most;
+        const Memory before = memory(apart + bytesOf(member.letter, len) + 16, member.letter,
+                                     static_cast<unsigned>(random_.bits() % 16));
+        const auto place = [=](int distance) {
+            return distance == far ? apart : base + static_cast<std::size_t>(distance);
+        };
+        const Layout layout = {place(distances.first),
+                               place(distances.second),
+                               base,
+                               distances.srcOffset,
+                               distances.dstOffset,
+                               0,
+                               len};
+        const auto odd = random_.bits() % 2 != 0 ? -1 : static_cast<std::int32_t>(random_.integer(4, 100));
+        for (const std::int32_t mode : {0, 1, 2, 3, odd}) {
+            const auto factor = static_cast<std::int32_t>(random_.bits() % 2 != 0 ? random_.integer(-40, 40)
+                                                                                  : random_.integer(-3, 8));
+            ASSERT_NO_FATAL_FAILURE(check(member, before, layout, mode, factor));
+        }
+    }
+};
 INSTANTIATE_TEST_SUITE_P(Levels, ArithmeticLevels, testing::ValuesIn(availableLevels()), levelTestName);
 
 TEST_P(ArithmeticLevels, EveryLengthAndMode) {
@@ -76,63 +111,42 @@ TEST_P(ArithmeticLevels, EveryPairOfBytes) {
     }
 }
 
-/// The operands of these tests overlap; `distances` are in bytes.
-struct Distances {
-    int most, step;
-};
-
-Distances distancesOf(Letter letter) {
-    if (letter == Letter::w) return {80, 1};
-    return {letter == Letter::n ? 20 : 40, 1};
-}
+/// Bytes that are 40 elements and, for those of two bytes, all the places between them.
+int mostDistance(Letter letter) { return letter == Letter::w ? 80 : letter == Letter::n ? 20 : 40; }
 
 TEST_P(ArithmeticLevels, OneSourceAtEveryDistance) {
-    constexpr std::size_t base = 120;
     for (const IntegerMember &member : integerMembers()) {
         if (member.form == Form::scalar) continue;
-        const auto [most, step] = distancesOf(member.letter);
-        for (int distance = -most; distance <= most; distance += step)
-            for (const std::int32_t len : {45, 170})
-                for (const std::int32_t mode : {0, 1, 2, 3})
-                    for (const std::int32_t offsets : {0, 1, 2, 3}) {
-                        if (member.letter != Letter::n && offsets > 0) break;
-                        const Memory before =
-                            memory(700, member.letter, static_cast<unsigned>(random_.bits() % 16));
-                        const std::size_t from = base + static_cast<std::size_t>(distance);
-                        Layout layout = {from, base, base, offsets % 2, offsets / 2, 0, len};
-                        const auto factor = static_cast<std::int32_t>(random_.integer(-3, 6));
-                        ASSERT_NO_FATAL_FAILURE(check(member, before, layout, mode, factor));
-                        if (member.form == Form::inPlace) continue;
-                        layout.a = 1, layout.b = from;
-                        ASSERT_NO_FATAL_FAILURE(check(member, before, layout, mode, factor));
-                    }
+        const int most = mostDistance(member.letter), offsets = member.letter == Letter::n ? 4 : 1;
+        for (int distance = -most; distance <= most; ++distance)
+            for (int offset = 0; offset < offsets; ++offset)
+                for (int round = 0; round < 3; ++round) {
+                    ASSERT_NO_FATAL_FAILURE(checkOverlap(member, {distance, 0, offset % 2, offset / 2}));
+                    if (member.form == Form::inPlace) continue;
+                    ASSERT_NO_FATAL_FAILURE(checkOverlap(member, {distance, far, offset % 2, offset / 2}));
+                    ASSERT_NO_FATAL_FAILURE(checkOverlap(member, {far, distance, offset % 2, offset / 2}));
+                }
     }
 }
 
+/// Each distance of each source beside some of the other one, and all those next to the destination.
 TEST_P(ArithmeticLevels, TwoSourcesAtEveryDistance) {
-    constexpr std::size_t base = 200;
     for (const IntegerMember &member : integerMembers()) {
         if (member.form != Form::separate) continue;
-        const auto [most, step] = distancesOf(member.letter);
-        for (int first = -most; first <= most; first += step)
-            for (int second = -most; second <= most; second += step) {
-                // All of the near ones, and a sample of the others in every run.
-                const bool near = first >= -2 && first <= 2 && second >= -2 && second <= 2;
-                if (!near && random_.bits() % 16 != 0) continue;
-                for (const std::int32_t mode : {0, 1, 2, 3}) {
-                    const Memory before =
-                        memory(600, member.letter, static_cast<unsigned>(random_.bits() % 16));
-                    const Layout layout = {base + static_cast<std::size_t>(first),
-                                           base + static_cast<std::size_t>(second),
-                                           base,
-                                           halfOfByte(),
-                                           halfOfByte(),
-                                           0,
-                                           100};
-                    ASSERT_NO_FATAL_FAILURE(
-                        check(member, before, layout, mode, static_cast<std::int32_t>(first & 3)));
-                }
+        const int most = mostDistance(member.letter);
+        const auto check = [&](int first, int second) {
+            checkOverlap(member, {first, second, halfOfByte(), halfOfByte()});
+        };
+        const auto any = [&] { return static_cast<int>(random_.integer(-most, most)); };
+        for (int distance = -most; distance <= most; ++distance) {
+            for (const int other : {distance, -distance, any(), any()}) {
+                ASSERT_NO_FATAL_FAILURE(check(distance, other));
+                ASSERT_NO_FATAL_FAILURE(check(other, distance));
             }
+        }
+        for (int first = -3; first <= 3; ++first)
+            for (int second = -3; second <= 3; ++second)
+                ASSERT_NO_FATAL_FAILURE(check(first, second));
     }
 }
 
@@ -179,28 +193,32 @@ TEST_P(ArithmeticLevels, FloatsAtEveryDistance) {
         std::memcpy(&value, memory.data() + place, sizeof value);
         return value;
     };
-    for (const FloatMembers &member : floatMembers())
-        for (int distance = -most; distance <= most; distance += 4)
-            for (int second = -most; second <= most; second += second % 8 == 0 ? 12 : 28)
-                for (const std::size_t len : {30u, 100u}) {
-                    const std::size_t a = base + static_cast<std::size_t>(distance);
-                    const std::size_t b = base + static_cast<std::size_t>(second);
-                    Memory expected = before, actual = before;
-                    for (std::size_t i = len; i-- > 0;) {
-                        const float result = reference::exactFloat(member.operation, get(expected, a + 4 * i),
-                                                                   get(expected, b + 4 * i));
-                        std::memcpy(expected.data() + base + 4 * i, &result, sizeof result);
-                    }
-                    const auto count = static_cast<std::int32_t>(len);
-                    if (second == 0)
-                        member.form2(at<float>(actual.data(), a), at<float>(actual.data(), base), count);
-                    else
-                        member.form3(at<float>(actual.data(), a), at<float>(actual.data(), b),
-                                     at<float>(actual.data(), base), count);
-                    ASSERT_TRUE(sameBits(values(expected), values(actual)))
-                        << "distances " << distance << " and " << second << ", length " << len << ", seed "
-                        << seed();
-                }
+    for (const FloatMembers &member : floatMembers()) {
+        const auto check = [&](int first, int second, std::size_t len) {
+            const std::size_t a = base + static_cast<std::size_t>(first);
+            const std::size_t b = base + static_cast<std::size_t>(second);
+            Memory expected = before, actual = before;
+            for (std::size_t i = len; i-- > 0;) {
+                const float result = reference::exactFloat(member.operation, get(expected, a + 4 * i),
+                                                           get(expected, b + 4 * i));
+                std::memcpy(expected.data() + base + 4 * i, &result, sizeof result);
+            }
+            const auto count = static_cast<std::int32_t>(len);
+            if (second == 0)
+                member.form2(at<float>(actual.data(), a), at<float>(actual.data(), base), count);
+            else
+                member.form3(at<float>(actual.data(), a), at<float>(actual.data(), b),
+                             at<float>(actual.data(), base), count);
+            ASSERT_TRUE(sameBits(values(expected), values(actual)))
+                << "distances " << first << " and " << second << ", length " << len << ", seed " << seed();
+        };
+        for (int distance = -most; distance <= most; ++distance)
+            for (int other = -most; other <= most; other += other % 8 == 0 ? 12 : 28) {
+                const auto len = static_cast<std::size_t>(random_.integer(0, 130));
+                ASSERT_NO_FATAL_FAILURE(check(distance, other, len));
+                ASSERT_NO_FATAL_FAILURE(check(other, distance, len));
+            }
+    }
 }
 
 } // namespace
