@@ -112,7 +112,15 @@ struct LoadAll {
     [[gnu::always_inline]] Lanes<T> operator()(const T *from) const {
         Lanes<T> v;
         __builtin_memcpy(&v, from, sizeof v);
-        // Compilers read memory anew for each use of v, and loads are what the loops are short of.
+        return v;
+    }
+};
+
+/// Compilers read memory anew for each use of a vector, where loads may be what a loop is short of.
+struct LoadOnce {
+    template <class T>
+    [[gnu::always_inline]] Lanes<T> operator()(const T *from) const {
+        Lanes<T> v = LoadAll{}(from);
         __asm__("" : "+v"(v));
         return v;
     }
@@ -184,14 +192,14 @@ QZK_INLINE void produce(T *dst, std::size_t n, bool upwards, const Block &block)
     const bool ragged = start > 0 || end < n;
     Lanes<T> head = {}, tail = {};
     if (ragged) {
-        head = block(LoadAll{}, 0);
-        tail = block(LoadAll{}, n - lanes);
+        head = block(LoadOnce{}, 0);
+        tail = block(LoadOnce{}, n - lanes);
     }
 
     const std::size_t step = upwards ? lanes : -lanes;
     std::size_t i = upwards ? start : end - lanes;
     for (std::size_t left = vectors; left > 0; --left, i += step)
-        put(dst + i, block(LoadAll{}, i));
+        put(dst + i, block(LoadOnce{}, i));
 
     if (ragged) {
         put(dst + n - lanes, tail);
@@ -208,8 +216,8 @@ QZK_INLINE void forVectors(std::size_t n, const Take &take) {
         return;
     }
     for (std::size_t i = 0; i + lanes <= n; i += lanes)
-        take(LoadAll{}, i);
-    if (n % lanes != 0) take(LoadAll{}, n - lanes);
+        take(LoadOnce{}, i);
+    if (n % lanes != 0) take(LoadOnce{}, n - lanes);
 }
 
 /// The union of a vector's lanes.
