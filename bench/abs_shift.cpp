@@ -53,6 +53,11 @@ void addShift(const std::string &row, void (*shift)(T *, std::int32_t, std::uint
     add<T>(row, "loop", [loop](const T *, T *srcDst, std::size_t n) { loop(srcDst, n, 3); });
 }
 
+template <void (*shift)(std::uint8_t *, std::int32_t, std::int32_t, std::uint8_t)>
+void shiftNibbles(std::uint8_t *srcDst, std::int32_t len, std::uint8_t count) {
+    shift(srcDst, 1, len, count);
+}
+
 const bool added = [] {
     cv::setNumThreads(1);
     addMagnitudes("QZtbAbs2", QZtbAbs2);
@@ -64,6 +69,8 @@ const bool added = [] {
     addShift("QZybShiftR", QZybShiftR, loops::shiftRight<std::uint8_t>);
     addShift("QZtbShiftR", QZtbShiftR, loops::shiftRight<std::int8_t>);
     addShift("QZwbShiftR", QZwbShiftR, loops::shiftRight<std::int16_t>);
+    addShift("QZnbShiftL", shiftNibbles<QZnbShiftL>, loops::shiftNibblesLeft);
+    addShift("QZnbShiftR", shiftNibbles<QZnbShiftR>, loops::shiftNibblesRight);
     return true;
 }();
 

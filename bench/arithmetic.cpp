@@ -1,6 +1,6 @@
-// Form 3 of every operation and letter beside OpenCV, VOLK and a compiled loop. The integer data are small
-// enough for an automatic scale above 0 to be found only in the last quarter. memcpy moves as many bytes as a
-// row reads and writes.
+// Forms 3 and 2s of every operation and letter beside OpenCV, VOLK and a compiled loop. The integer data are
+// small enough for an automatic scale above 0 to be found only in the last quarter. memcpy moves as many
+// bytes as a row reads and writes.
 #include "arithmetic_peers.hpp"
 #include "qzk.h"
 
@@ -105,6 +105,69 @@ void addRows(const std::string &name, Form3<T> form3,
     });
 }
 
+template <class T>
+using Form2s = void (*)(T, T *, std::int32_t, std::int32_t, std::int32_t *);
+
+template <class Operation, class T>
+void addScalarRows(const std::string &name, Form2s<T> form2s) {
+    constexpr T scalar = 3;
+    const auto ours = [form2s](std::int32_t mode) {
+        return [=](const Operands<T> &o) {
+            std::int32_t scaleFactor = 1;
+            form2s(scalar, o.dst, o.len(), mode, &scaleFactor);
+        };
+    };
+    add<T>(name + " wrap", "qzk", ours(QZ_ScaleWrap));
+    add<T>(name + " wrap", "loop",
+           [](const Operands<T> &o) { loops::wrapScalar<Operation>(scalar, o.dst, o.n); });
+    add<T>(name + " saturate", "qzk", ours(QZ_ScaleSaturate));
+    add<T>(name + " saturate", "loop",
+           [](const Operands<T> &o) { loops::saturateScalar<Operation>(scalar, o.dst, o.n); });
+    add<T>(name + " fixed", "qzk", ours(QZ_ScaleFixed));
+    add<T>(name + " fixed", "loop",
+           [](const Operands<T> &o) { loops::fixedScalar<Operation>(scalar, o.dst, o.n, 1); });
+    add<T>(name + " automatic", "qzk", ours(QZ_ScaleAuto));
+}
+
+template <class Operation>
+void addFloatScalarRow(const std::string &row, void (*form2s)(float, float *, std::int32_t)) {
+    constexpr float scalar = 1.0f;
+    add<float>(row, "qzk", [form2s](const Operands<float> &o) { form2s(scalar, o.dst, o.len()); });
+    add<float>(row, "loop",
+               [](const Operands<float> &o) { loops::wrapScalar<Operation>(scalar, o.dst, o.n); });
+}
+
+using Byte = std::uint8_t;
+using NibbleForm3 = void (*)(const Byte *, const Byte *, Byte *, std::int32_t, std::int32_t, std::int32_t,
+                             std::int32_t, std::int32_t *);
+using NibbleForm2s = void (*)(Byte, Byte *, std::int32_t, std::int32_t, std::int32_t, std::int32_t *);
+
+/// Sources in the same half of their bytes as the destination, which the loop asks for, and in the other.
+template <class Operation>
+void addNibbleRows(const std::string &name, NibbleForm3 form3, NibbleForm2s form2s) {
+    const auto ours = [form3](std::int32_t mode, std::int32_t srcOffset) {
+        return [=](const Operands<Byte> &o) {
+            std::int32_t scaleFactor = 1;
+            form3(o.src1, o.src2, o.dst, srcOffset, 1, o.len(), mode, &scaleFactor);
+        };
+    };
+    add<Byte>(name + "3 wrap", "qzk", ours(QZ_ScaleWrap, 1));
+    add<Byte>(name + "3 wrap", "loop",
+              [](const Operands<Byte> &o) { loops::wrapNibbles<Operation>(o.src1, o.src2, o.dst, o.n); });
+    add<Byte>(name + "3 wrap realigned", "qzk", ours(QZ_ScaleWrap, 0));
+    add<Byte>(name + "3 saturate", "qzk", ours(QZ_ScaleSaturate, 1));
+    add<Byte>(name + "3 saturate", "loop",
+              [](const Operands<Byte> &o) { loops::saturateNibbles<Operation>(o.src1, o.src2, o.dst, o.n); });
+    add<Byte>(name + "3 fixed", "qzk", ours(QZ_ScaleFixed, 1));
+    add<Byte>(name + "3 fixed", "loop",
+              [](const Operands<Byte> &o) { loops::fixedNibbles<Operation>(o.src1, o.src2, o.dst, o.n, 1); });
+    add<Byte>(name + "3 automatic", "qzk", ours(QZ_ScaleAuto, 1));
+    add<Byte>(name + "2s wrap", "qzk", [form2s](const Operands<Byte> &o) {
+        std::int32_t scaleFactor = 0;
+        form2s(3, o.dst, 1, o.len(), QZ_ScaleWrap, &scaleFactor);
+    });
+}
+
 template <class Operation>
 void addFloatRow(const std::string &row, void (*form3)(const float *, const float *, float *, std::int32_t),
                  void (*opencv)(const cv::Mat &, const cv::Mat &, cv::Mat &),
@@ -146,6 +209,21 @@ const bool added = [] {
     addFloatRow<loops::Add>("QZsbAdd3", QZsbAdd3, cvAdd, volkAdd);
     addFloatRow<loops::Subtract>("QZsbSub3", QZsbSub3, cvSubtract, volkSubtract);
     addFloatRow<loops::Multiply>("QZsbMpy3", QZsbMpy3, cvMultiply, volkMultiply);
+    addScalarRows<loops::Add>("QZybAdd2s", QZybAdd2s);
+    addScalarRows<loops::Add>("QZtbAdd2s", QZtbAdd2s);
+    addScalarRows<loops::Add>("QZwbAdd2s", QZwbAdd2s);
+    addFloatScalarRow<loops::Add>("QZsbAdd2s", QZsbAdd2s);
+    addNibbleRows<loops::Add>("QZnbAdd", QZnbAdd3, QZnbAdd2s);
+    addScalarRows<loops::Subtract>("QZybSub2s", QZybSub2s);
+    addScalarRows<loops::Subtract>("QZtbSub2s", QZtbSub2s);
+    addScalarRows<loops::Subtract>("QZwbSub2s", QZwbSub2s);
+    addFloatScalarRow<loops::Subtract>("QZsbSub2s", QZsbSub2s);
+    addNibbleRows<loops::Subtract>("QZnbSub", QZnbSub3, QZnbSub2s);
+    addScalarRows<loops::Multiply>("QZybMpy2s", QZybMpy2s);
+    addScalarRows<loops::Multiply>("QZtbMpy2s", QZtbMpy2s);
+    addScalarRows<loops::Multiply>("QZwbMpy2s", QZwbMpy2s);
+    addFloatScalarRow<loops::Multiply>("QZsbMpy2s", QZsbMpy2s);
+    addNibbleRows<loops::Multiply>("QZnbMpy", QZnbMpy3, QZnbMpy2s);
     return true;
 }();
 
