@@ -10,11 +10,11 @@
 #include "simd/distance.hpp"
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
+#include "simd/mixture.hpp"
 #include "simd/quantiser.hpp"
 #include "simd/reduction.hpp"
 #include "simd/reverse.hpp"
 #include "simd/rotate.hpp"
-#include "simd/mixture.hpp"
 #include "simd/warp.hpp"
 
 namespace qzk::simd {
