@@ -20,68 +20,42 @@ std::vector<float> signal(std::size_t n, float amplitude) {
     return values;
 }
 
-void down(benchmark::State &state) {
-    const auto n = static_cast<std::size_t>(state.range(0));
-    const auto mode = static_cast<int32_t>(state.range(1));
-    const auto src = signal(n, 30000.0f);
-    std::vector<int16_t> dst(n);
-    int32_t scale = 1;
-    for (auto _ : state) {
-        QZswbConvertDown(src.data(), dst.data(), static_cast<int32_t>(n), mode, &scale);
-        benchmark::ClobberMemory();
-    }
-}
-
-/// Every mode against the same peer: multiply, clamp, round.
-void downVolk(benchmark::State &state) {
-    const auto n = static_cast<std::size_t>(state.range(0));
-    const auto src = signal(n, 30000.0f);
-    std::vector<int16_t> dst(n);
-    for (auto _ : state) {
-        volk_32f_s32f_convert_16i(dst.data(), src.data(), 0.5f, static_cast<unsigned>(n));
-        benchmark::ClobberMemory();
-    }
-}
-
-void downToInts(benchmark::State &state) {
-    const auto n = static_cast<std::size_t>(state.range(0));
-    const auto mode = static_cast<int32_t>(state.range(1));
-    const auto src = signal(n, 30000.0f);
-    std::vector<int32_t> dst(n);
-    int32_t scale = 1;
-    for (auto _ : state) {
-        QZsibConvertDown(src.data(), dst.data(), static_cast<int32_t>(n), mode, &scale);
-        benchmark::ClobberMemory();
-    }
-}
-
-void downToIntsVolk(benchmark::State &state) {
-    const auto n = static_cast<std::size_t>(state.range(0));
-    const auto src = signal(n, 30000.0f);
-    std::vector<int32_t> dst(n);
-    for (auto _ : state) {
-        volk_32f_s32f_convert_32i(dst.data(), src.data(), 0.5f, static_cast<unsigned>(n));
-        benchmark::ClobberMemory();
-    }
-}
-
-template <class T>
-void downDoubles(benchmark::State &state,
-                 int32_t (*function)(const double *, T *, int32_t, int32_t, int32_t *)) {
+/// Integers of reals below 30000 in magnitude, by convert(src, dst, n, mode).
+template <class S, class T, class Convert>
+void down(benchmark::State &state, Convert convert) {
     const auto n = static_cast<std::size_t>(state.range(0));
     const auto mode = static_cast<int32_t>(state.range(1));
     const auto floats = signal(n, 30000.0f);
-    const std::vector<double> src(floats.begin(), floats.end());
+    const std::vector<S> src(floats.begin(), floats.end());
     std::vector<T> dst(n);
-    int32_t scale = 1;
     for (auto _ : state) {
-        function(src.data(), dst.data(), static_cast<int32_t>(n), mode, &scale);
+        convert(src.data(), dst.data(), n, mode);
         benchmark::ClobberMemory();
     }
 }
 
-void doublesToShorts(benchmark::State &state) { downDoubles(state, QZdwbConvertDown); }
-void doublesToInts(benchmark::State &state) { downDoubles(state, QZdibConvertDown); }
+template <auto function, class S, class T>
+void downOurs(benchmark::State &state) {
+    int32_t scale = 1;
+    down<S, T>(state, [&scale](const S *src, T *dst, std::size_t n, int32_t mode) {
+        function(src, dst, static_cast<int32_t>(n), mode, &scale);
+    });
+}
+
+/// Every mode against the same peer: multiply, clamp, round.
+template <auto function, class T>
+void downVolk(benchmark::State &state) {
+    down<float, T>(state, [](const float *src, T *dst, std::size_t n, int32_t) {
+        function(dst, src, 0.5f, static_cast<unsigned>(n));
+    });
+}
+
+void convertToShorts(int16_t *dst, const float *src, float scale, unsigned n) {
+    volk_32f_s32f_convert_16i(dst, src, scale, n);
+}
+void convertToInts(int32_t *dst, const float *src, float scale, unsigned n) {
+    volk_32f_s32f_convert_32i(dst, src, scale, n);
+}
 
 template <class S, class T>
 void up(benchmark::State &state, void (*function)(const S *, T *, int32_t, int32_t)) {
@@ -190,12 +164,16 @@ void spectrumLengths(benchmark::internal::Benchmark *row) {
 
 } // namespace
 
-BENCHMARK(down)->Name("QZswbConvertDown/qzk")->Apply(lengthsAndModes);
-BENCHMARK(downVolk)->Name("QZswbConvertDown/volk")->Apply(lengthsAndModes);
-BENCHMARK(downToInts)->Name("QZsibConvertDown/qzk")->Apply(lengthsAndModes);
-BENCHMARK(downToIntsVolk)->Name("QZsibConvertDown/volk")->Apply(lengthsAndModes);
-BENCHMARK(doublesToShorts)->Name("QZdwbConvertDown/qzk")->Apply(lengthsAndModes);
-BENCHMARK(doublesToInts)->Name("QZdibConvertDown/qzk")->Apply(lengthsAndModes);
+BENCHMARK((downOurs<QZswbConvertDown, float, int16_t>))->Name("QZswbConvertDown/qzk")->Apply(lengthsAndModes);
+BENCHMARK((downVolk<convertToShorts, int16_t>))->Name("QZswbConvertDown/volk")->Apply(lengthsAndModes);
+BENCHMARK((downOurs<QZsibConvertDown, float, int32_t>))->Name("QZsibConvertDown/qzk")->Apply(lengthsAndModes);
+BENCHMARK((downVolk<convertToInts, int32_t>))->Name("QZsibConvertDown/volk")->Apply(lengthsAndModes);
+BENCHMARK((downOurs<QZdwbConvertDown, double, int16_t>))
+    ->Name("QZdwbConvertDown/qzk")
+    ->Apply(lengthsAndModes);
+BENCHMARK((downOurs<QZdibConvertDown, double, int32_t>))
+    ->Name("QZdibConvertDown/qzk")
+    ->Apply(lengthsAndModes);
 BENCHMARK(shortsToFloats)->Name("QZwsbConvertUp/qzk")->Apply(lengths);
 BENCHMARK(shortsToFloatsVolk)->Name("QZwsbConvertUp/volk")->Apply(lengths);
 BENCHMARK(intsToFloats)->Name("QZisbConvertUp/qzk")->Apply(lengths);
