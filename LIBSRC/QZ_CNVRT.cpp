@@ -2,6 +2,7 @@
 #include "common/memory.hpp"
 #include "common/overlap.hpp"
 #include "common/report.hpp"
+#include "common/scale.hpp"
 #include "common/unaligned.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
@@ -55,18 +56,6 @@ constexpr std::size_t elements(std::int32_t len) { return len > 0 ? static_cast<
 /// Operands that overlap so that blocks would show take the plain kernels.
 const ConvertKernels &kernelsFor(bool blocksAreExact) {
     return (blocksAreExact ? simd::kernels() : simd::kernelsOf(simd::Level::plain)).convert;
-}
-
-/// 2^exponent, at the ends of the double range for exponents beyond them.
-double powerOfTwo(std::int32_t exponent) {
-    const auto biased = static_cast<std::uint64_t>(std::clamp(exponent, -1022, 1023) + 1023);
-    return std::bit_cast<double>(biased << 52);
-}
-
-/// 2^-k of a scale factor k.
-double multiplierOf(std::int32_t scaleFactor) {
-    constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
-    return powerOfTwo(-std::max(scaleFactor, -largest));
 }
 
 template <class T>

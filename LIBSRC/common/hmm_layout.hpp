@@ -51,7 +51,7 @@ using CostOf = typename HMMElement<Element>::Cost;
 /// Length of a packed vector.
 template <class Element>
 constexpr std::int64_t filledLength(std::int64_t length) {
-    return HMMElement<Element>::isFilled ? length + length % 2 : length;
+    return static_cast<std::int64_t>(simd::packedLength<CostOf<Element>>(static_cast<std::uint64_t>(length)));
 }
 
 /// Writes packed vectors one behind the other.
@@ -187,7 +187,10 @@ struct OutputLayout {
     }
     std::size_t pointerBytes() const { return arrayBytes(filledLength<Element>(rows()), sizeof(void *)); }
     std::size_t blockBytes() const {
-        return bothBytes(bothBytes(Codebook::slack, pointerBytes()), arrayBytes(rows(), rowBytes()));
+        // The kernels read a row of costs in whole vectors, the last one too.
+        constexpr std::size_t readBehind = simd::viterbiAlignment;
+        return bothBytes(bothBytes(Codebook::slack + readBehind, pointerBytes()),
+                         arrayBytes(rows(), rowBytes()));
     }
 };
 

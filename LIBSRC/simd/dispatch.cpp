@@ -62,6 +62,7 @@ Kernels kernelsUpTo(Level level) {
     installUpTo(level, table.reverse);
     installUpTo(level, table.rotate);
     installUpTo(level, table.mixture);
+    installUpTo(level, table.viterbi);
     installUpTo(level, table.warp);
     return table;
 }

@@ -15,6 +15,8 @@
 #include "simd/reduction.hpp"
 #include "simd/reverse.hpp"
 #include "simd/rotate.hpp"
+#include "simd/mixture.hpp"
+#include "simd/viterbi.hpp"
 #include "simd/warp.hpp"
 
 namespace qzk::simd {
@@ -35,6 +37,7 @@ struct Kernels {
     ReverseKernels reverse;
     RotateKernels rotate;
     MixtureKernels mixture;
+    ViterbiKernels viterbi;
     WarpKernels warp;
 };
 
