@@ -253,7 +253,7 @@ struct SemicontinuousOutputs {
     const Element *const *observations;
     std::int32_t nObs;
     std::int32_t size = 0;
-    Buffer<Element> values; // `size` for each observation
+    Buffer<Element> values{}; // `size` for each observation
 
     bool prepare(const HMMServer &server) {
         if (values) return true;

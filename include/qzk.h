@@ -2038,6 +2038,106 @@ QZK_API void QZHMMFreeAll(void);
 /** @} */
 
 /**
+ * @defgroup viterbi Viterbi search
+ *
+ * The cost of the best path of states through a model, given a sequence of observations: with the initial
+ * costs pi, the costs of steps a and of outputs b_t in frame t,
+ *
+ *     cost_0[j] = pi[j] + b_0[j],   cost_t[j] = min over i of (cost_(t-1)[i] + a[i][j]) + b_t[j],
+ *
+ * and the result is the least cost of the last frame, whatever its state (Rabiner, A tutorial on hidden
+ * Markov models and selected applications in speech recognition, Proc. IEEE 77, 1989, with negative
+ * logarithms). All stored values count as costs here, which must not be negative.
+ *
+ * Float costs are rounded to float after each addition and compared by their bits. 16-bit costs are added as
+ * 32-bit integers that saturate.
+ *
+ * A model is an identifier of a server, or minus that of a class: its members are scored in the order of
+ * their identifiers, and among equal costs the last one wins. An unknown identifier, a class without members,
+ * a server of another kind or without tables, no observations, and a lack of memory give the largest
+ * value, 3.4028235e38 or 2147483647; `bestId` keeps its value unless a server was scored before the memory
+ * ran out. Nothing here reports; what the Gaussian mixtures report, they report through the status.
+ * @{
+ */
+
+/**
+ * @brief Scores symbols against discrete float models.
+ * @param model identifier of a server, or minus the identifier of a class
+ * @param observations nObs symbols, from 0 to below the size of the alphabet
+ * @param nObs number of observations
+ * @param bestId set to the identifier of the best server
+ * @return its cost
+ */
+QZK_API float QZsEvalHMMViterbi(int32_t model, const int32_t *observations, int32_t nObs, int32_t *bestId);
+
+/**
+ * @brief Scores symbols against discrete 16-bit models.
+ *
+ * With #QZ_ScaleFixed the cost is shifted right by `scoreScale`, arithmetically, or left where that is
+ * negative; the low five bits of the distance count. With any other mode the cost is returned as it is, and
+ * `scoreScale` is set to 0. The largest value that stands for no score is not shifted, and `scoreScale` not
+ * set.
+ *
+ * @param model identifier of a server, or minus the identifier of a class
+ * @param observations nObs symbols, from 0 to below the size of the alphabet
+ * @param nObs number of observations
+ * @param bestId set to the identifier of the best server
+ * @param scoreMode #QZ_ScaleFixed or another mode
+ * @param scoreScale how far the cost is shifted, or set to 0
+ * @return its cost
+ */
+QZK_API int32_t QZwEvalHMMViterbi(int32_t model, const int32_t *observations, int32_t nObs, int32_t *bestId,
+                                  int32_t scoreMode, int32_t *scoreScale);
+
+/** @name Continuous and semicontinuous float models
+ * @{ */
+/**
+ * @brief Scores feature vectors against float models.
+ *
+ * The cost of an output is -log10 of its density, rounded once to float: of the state's mixture (continuous),
+ * or of the sum of the codebook's densities, as floats, times the state's weights (semicontinuous). A density
+ * of 0 costs infinity. The members of a semicontinuous class have to share one codebook: that of the first is
+ * used.
+ *
+ * @param model identifier of a server, or minus the identifier of a class
+ * @param observations row pointers of nObs feature vectors
+ * @param nObs number of observations
+ * @param bestId set to the identifier of the best server
+ * @return its cost
+ */
+QZK_API float QZsEvalContHMMViterbi(int32_t model, const float *const *observations, int32_t nObs,
+                                    int32_t *bestId);
+QZK_API float QZsEvalSemicontHMMViterbi(int32_t model, const float *const *observations, int32_t nObs,
+                                        int32_t *bestId);
+/** @} */
+
+/** @name Continuous and semicontinuous 16-bit models
+ * @{ */
+/**
+ * @brief Scores feature vectors against 16-bit models.
+ *
+ * The density d of an output is a 32-bit integer with 29 fractional bits: the value of the state's mixture
+ * times 2^15, truncated (continuous), or the sum of the state's weights times the low 16 bits of such values
+ * of the codebook (semicontinuous). It costs (29 log10(2) - log10(d)) 2^-scale, truncated, of which the low
+ * 32 bits count, with the scale of the server; a density of 0 or less costs 536870911. The members of a
+ * semicontinuous class have to share one codebook: that of the first is used.
+ *
+ * @param model identifier of a server, or minus the identifier of a class
+ * @param observations row pointers of nObs feature vectors
+ * @param nObs number of observations
+ * @param bestId set to the identifier of the best server
+ * @param scoreMode as with QZwEvalHMMViterbi()
+ * @param scoreScale as with QZwEvalHMMViterbi()
+ * @return its cost
+ */
+QZK_API int32_t QZwEvalContHMMViterbi(int32_t model, const int16_t *const *observations, int32_t nObs,
+                                      int32_t *bestId, int32_t scoreMode, int32_t *scoreScale);
+QZK_API int32_t QZwEvalSemicontHMMViterbi(int32_t model, const int16_t *const *observations, int32_t nObs,
+                                          int32_t *bestId, int32_t scoreMode, int32_t *scoreScale);
+/** @} */
+/** @} */
+
+/**
  * @defgroup quantiser Vector quantisation
  *
  * Nearest code vectors of a codebook, as found by k-means (Lloyd 1982) or a self-organising map (Kohonen

@@ -331,13 +331,15 @@ QZK_INLINE void costsOf(const Density *densities, Cost *costs, std::size_t n, Bl
 }
 
 void floatCosts(const double *densities, float *costs, std::size_t n) {
+    // The instructions of the highest level take subnormal numbers as well.
+    constexpr double smallest = QZK_SIMD_LEVEL == 3 ? 0.0 : 0x1p-1022;
     costsOf(
         densities, costs, n,
         [](const double *from, float *to) QZK_INLINED {
             const Vec<double> x = load(from);
             const ApproximateLogarithm logarithm = approximateLogarithm(x, 1.0);
             storeNarrowed(to, -logarithm.value);
-            const Longs ordinary = x >= 0.0;
+            const Longs ordinary = x >= smallest;
             return logarithm.undecided | signBits((Vec<double>)~ordinary);
         },
         [=](std::size_t i) { plain::viterbi.floatCosts(densities + i, costs + i, 1); });

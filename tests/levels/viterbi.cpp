@@ -1,0 +1,245 @@
+// The recurrences and output costs of every level against the definition, bit for bit.
+#include "common/hmm_layout.hpp"
+#include "simd/kernels.hpp"
+#include "support/bits.hpp"
+#include "support/guarded.hpp"
+#include "support/hmm.hpp"
+#include "support/levels.hpp"
+#include "support/random.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace qzk::test {
+namespace {
+
+class ViterbiLevels : public LevelTest {};
+INSTANTIATE_TEST_SUITE_P(Levels, ViterbiLevels, testing::ValuesIn(availableLevels()), levelTestName);
+
+const simd::ViterbiKernelsOf<float> &kernelsFor(const simd::ViterbiKernels &kernels, float) {
+    return kernels.ofFloats;
+}
+const simd::ViterbiKernelsOf<std::int32_t> &kernelsFor(const simd::ViterbiKernels &kernels, std::int16_t) {
+    return kernels.ofWords;
+}
+
+/// A packed model, rows of outputs and path costs to start from.
+template <class Element>
+struct Problem {
+    using Cost = CostOf<Element>;
+
+    std::int32_t topology;
+    std::size_t n, stride, rows;
+    std::vector<std::uint8_t> block;
+    std::vector<std::vector<Cost>> outputs; // each with room for whole vectors
+    std::vector<Cost> start;
+    std::vector<std::int32_t> symbols;
+
+    template <class Steps, class Outputs, class Starts>
+    Problem(Random &random, std::int32_t wanted, std::size_t states, std::size_t frames, Steps step,
+            Outputs output, Starts costs)
+        : n(states), stride(simd::viterbiStride(states)), rows(3) {
+        Matrix<Element> a(n, n, HMMLetter<Element>::impossibleCost);
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = wanted == 0 ? 0 : i; j < n && (wanted != QZ_HMMBakis || j <= i + 2); ++j)
+                a[i][j] = step();
+        const auto size = static_cast<std::int64_t>(n);
+        // A model that is more special than wanted may be treated as the wanted one.
+        topology = wanted == QZ_HMMBakis && n < 3 ? QZ_HMMLeftRight : wanted;
+        block.resize(transitionBlockBytes<Element>(topology, size));
+        packTransitions<Element>(block.data(), a.rows(), size, topology, QZ_HMMCost);
+        packLanes<Element>(transitionLanes<Element>(block.data(), topology, size), a.rows(), size, topology);
+        for (std::size_t k = 0; k < rows; ++k) {
+            outputs.emplace_back(stride);
+            for (Cost &value : outputs.back())
+                value = output();
+        }
+        for (std::size_t j = 0; j < n; ++j)
+            start.push_back(costs());
+        for (std::size_t t = 0; t < frames; ++t)
+            symbols.push_back(static_cast<std::int32_t>(random.index(rows)));
+    }
+
+    std::vector<Cost> run(simd::Level level) {
+        const simd::ViterbiModel<Cost> model = {
+            topology == QZ_HMMBakis       ? simd::ViterbiTopology::bakis
+            : topology == QZ_HMMLeftRight ? simd::ViterbiTopology::leftRight
+                                          : simd::ViterbiTopology::general,
+            n, packedData<const Cost>(block.data(), HMMElement<Element>::flavor),
+            transitionLanes<Element>(block.data(), topology, static_cast<std::int64_t>(n))};
+        Guarded<Cost> first(stride), second(stride);
+        first.assign(std::vector<Cost>(stride));
+        second.assign(std::vector<Cost>(stride));
+        std::copy(start.begin(), start.end(), first.data());
+        simd::ViterbiPaths<Cost> paths = {first.data(), second.data()};
+        std::vector<const Cost *> pointers;
+        for (const auto &row : outputs)
+            pointers.push_back(row.data());
+        kernelsFor(simd::kernelsOf(level).viterbi, Element())
+            .advance(model, paths, pointers.data(), symbols.data(), symbols.size());
+        EXPECT_TRUE(first.intact() && second.intact());
+        EXPECT_TRUE(paths.now == first.data() || paths.now == second.data());
+        return {paths.now, paths.now + n};
+    }
+
+    void compare() { EXPECT_TRUE(sameBits(run(simd::Level::plain), run(simd::currentLevel()))); }
+};
+
+template <class Element, class Steps, class Outputs, class Starts>
+void compareAll(Random &random, Steps step, Outputs output, Starts start) {
+    for (std::size_t n = 1; n <= 130; n += n < 70 ? 1 : 6) {
+        for (const std::int32_t topology : {0, QZ_HMMLeftRight, QZ_HMMBakis}) {
+            const std::size_t frames = n % 3 == 0 ? 1 : random.index(6);
+            SCOPED_TRACE(testing::Message()
+                         << "states " << n << ", topology " << topology << ", seed " << seed());
+            Problem<Element>(random, topology, n, frames, step, output, start).compare();
+            if (testing::Test::HasFailure()) return;
+        }
+    }
+}
+
+TEST_P(ViterbiLevels, FloatCosts) {
+    Random random;
+    const auto any = [&] { return static_cast<float>(random.real(0, 1000)); };
+    compareAll<float>(random, any, any, any);
+    const auto ties = [&] { return static_cast<float>(random.index(3)); };
+    compareAll<float>(random, ties, ties, ties);
+}
+
+/// All magnitudes, infinity and zeros of both signs. Negative numbers are in their own definite order; two
+/// not-a-numbers in one sum would leave the bits open.
+TEST_P(ViterbiLevels, SpecialFloats) {
+    Random random;
+    const auto values = random.anyReals<float>(1000);
+    const auto special = [&] {
+        const float value = values[random.index(values.size())];
+        return value != value ? 0x1p127f : value;
+    };
+    const auto positive = [&] { return std::fabs(special()); };
+    compareAll<float>(random, positive, positive, positive);
+    const auto finite = [&] {
+        const float value = special();
+        return std::isinf(value) ? -0x1p100f : value;
+    };
+    const auto small = [&] { return std::fmod(finite(), 0x1p20f); };
+    compareAll<float>(random, small, small, small);
+    const auto zeros = [&] { return random.index(2) == 0 ? 0.0f : -0.0f; };
+    compareAll<float>(random, zeros, zeros, zeros);
+}
+
+TEST_P(ViterbiLevels, Words) {
+    Random random;
+    const auto word = [&] { return random.element<std::int16_t>(); };
+    const auto wide = [&] { return std::int32_t{random.element<std::int16_t>()}; };
+    compareAll<std::int16_t>(random, word, wide, wide);
+    const auto tie = [&] { return static_cast<std::int16_t>(random.index(3)); };
+    compareAll<std::int16_t>(random, tie, tie, tie);
+}
+
+TEST_P(ViterbiLevels, WordsAtTheEndsOfTheRange) {
+    Random random;
+    const auto word = [&] { return random.element<std::int16_t>(); };
+    const auto any = [&] { return random.element<std::int32_t>(); };
+    compareAll<std::int16_t>(random, word, any, any);
+    // Around the bounds from which on a step may leave the range.
+    const auto near = [&] {
+        constexpr std::int32_t bounds[] = {INT32_MAX - 32767, INT32_MIN + 32768, INT32_MAX - 1, INT32_MIN + 1,
+                                           0};
+        return bounds[random.index(5)] + static_cast<std::int32_t>(random.integer(-1, 1));
+    };
+    const auto end = [&] { return random.index(2) == 0 ? std::int16_t{32767} : std::int16_t{-32768}; };
+    const auto small = [&] { return static_cast<std::int32_t>(random.integer(-2, 2)); };
+    compareAll<std::int16_t>(random, end, small, near);
+    const auto guard = [&] { return simd::impossibleOutput; };
+    compareAll<std::int16_t>(random, word, guard, small);
+}
+
+TEST_P(ViterbiLevels, LongSequences) {
+    Random random;
+    const auto any = [&] { return static_cast<float>(random.real(0, 10)); };
+    const auto word = [&] { return static_cast<std::int16_t>(random.integer(-100, 32767)); };
+    for (const std::int32_t topology : {0, QZ_HMMLeftRight, QZ_HMMBakis}) {
+        for (const std::size_t n : {3u, 5u, 17u}) {
+            Problem<float>(random, topology, n, 3000, any, any, any).compare();
+            // Saturates on the way.
+            Problem<std::int16_t>(random, topology, n, 70000, word, word, word).compare();
+        }
+    }
+}
+
+TEST_P(ViterbiLevels, CostsOfFloatDensities) {
+    Random random;
+    const auto &kernels = simd::kernelsOf(GetParam()).viterbi;
+    const auto &plain = simd::kernelsOf(simd::Level::plain).viterbi;
+    constexpr double special[] = {0.0,
+                                  -0.0,
+                                  1.0,
+                                  0.1,
+                                  10.0,
+                                  1e-300,
+                                  5e-324,
+                                  -5e-324,
+                                  -1.0,
+                                  std::numeric_limits<double>::infinity(),
+                                  -std::numeric_limits<double>::infinity(),
+                                  std::numeric_limits<double>::quiet_NaN(),
+                                  std::numeric_limits<double>::max()};
+    for (std::size_t n = 0; n <= 130; ++n) {
+        for (const bool specials : {false, true}) {
+            std::vector<double> densities;
+            for (std::size_t i = 0; i < n; ++i)
+                densities.push_back(specials && random.index(3) == 0
+                                        ? special[random.index(std::size(special))]
+                                        : std::exp(random.real(-30, 2)));
+            Guarded<float> expected(n), actual(n, 4 * (n % 5));
+            plain.floatCosts(densities.data(), expected.data(), n);
+            kernels.floatCosts(densities.data(), actual.data(), n);
+            ASSERT_TRUE(sameBits(expected.values(), actual.values())) << n << ", seed " << seed();
+            ASSERT_TRUE(actual.intact());
+            for (std::size_t i = 0; i < n; ++i) {
+                const float cost = actual.values()[i];
+                if (densities[i] < 0 || densities[i] != densities[i]) {
+                    ASSERT_LT(0x7F800000, std::bit_cast<std::int32_t>(cost)) << "the dearest of all";
+                }
+            }
+        }
+    }
+    const float exact[] = {INFINITY, INFINITY, -0.0f, 1.0f, -1.0f};
+    std::vector<float> costs(5);
+    kernels.floatCosts(special, costs.data(), 5);
+    EXPECT_TRUE(sameBits(std::vector<float>(exact, exact + 5), costs));
+}
+
+TEST_P(ViterbiLevels, CostsOfWordDensities) {
+    Random random;
+    const auto &kernels = simd::kernelsOf(GetParam()).viterbi;
+    const auto &plain = simd::kernelsOf(simd::Level::plain).viterbi;
+    for (std::size_t n = 0; n <= 130; ++n) {
+        for (int exponent = -60; exponent <= 64; exponent += 1 + static_cast<int>(random.index(6))) {
+            std::vector<std::int32_t> densities;
+            for (std::size_t i = 0; i < n; ++i)
+                densities.push_back(static_cast<std::int32_t>(random.element<std::int32_t>()) >>
+                                    random.index(31));
+            const double multiplier = std::ldexp(1.0, exponent);
+            Guarded<std::int32_t> expected(n), actual(n, 4 * (n % 5));
+            plain.wordCosts(densities.data(), expected.data(), n, multiplier);
+            kernels.wordCosts(densities.data(), actual.data(), n, multiplier);
+            ASSERT_EQ(expected.values(), actual.values()) << n << ' ' << exponent << ", seed " << seed();
+            ASSERT_TRUE(actual.intact());
+        }
+    }
+    // Powers of two give whole numbers of the same power's logarithm; 2^29 costs nothing.
+    const std::int32_t exact[] = {1 << 29, 1, 0, -1, INT32_MIN, INT32_MAX, 1000};
+    std::vector<std::int32_t> costs(7);
+    kernels.wordCosts(exact, costs.data(), 7, 1024.0);
+    EXPECT_EQ((std::vector<std::int32_t>{0, 8939, 0x1FFFFFFF, 0x1FFFFFFF, 0x1FFFFFFF, -616, 5867}), costs);
+}
+
+} // namespace
+} // namespace qzk::test
