@@ -185,10 +185,16 @@ void sizes(benchmark::internal::Benchmark *row) { row->Arg(5)->Arg(64); }
 BENCHMARK(highest<general, false>)->Name("QZsEvalHMMViterbi_general/qzk")->Apply(sizes);
 BENCHMARK(peer<general, peers::generalLoop>)->Name("QZsEvalHMMViterbi_general/loop")->Apply(sizes);
 BENCHMARK(peer<general, peers::generalVectors>)->Name("QZsEvalHMMViterbi_general/vectors")->Arg(64);
+BENCHMARK(peer<general, peers::generalColumns>)->Name("QZsEvalHMMViterbi_general/columns")->Apply(sizes);
+BENCHMARK(peer<general, peers::generalBits>)->Name("QZsEvalHMMViterbi_general/bits")->Apply(sizes);
 BENCHMARK(definition<general, false>)->Name("QZsEvalHMMViterbi_general/definition")->Apply(sizes);
 BENCHMARK(highest<leftRight, false>)->Name("QZsEvalHMMViterbi_leftRight/qzk")->Apply(sizes);
 BENCHMARK(peer<leftRight, peers::leftRightLoop>)->Name("QZsEvalHMMViterbi_leftRight/loop")->Apply(sizes);
 BENCHMARK(peer<leftRight, peers::leftRightVectors>)->Name("QZsEvalHMMViterbi_leftRight/vectors")->Arg(64);
+BENCHMARK(peer<leftRight, peers::leftRightColumns>)
+    ->Name("QZsEvalHMMViterbi_leftRight/columns")
+    ->Apply(sizes);
+BENCHMARK(peer<leftRight, peers::leftRightBits>)->Name("QZsEvalHMMViterbi_leftRight/bits")->Apply(sizes);
 BENCHMARK(highest<bakis, false>)->Name("QZsEvalHMMViterbi_bakis/qzk")->Apply(sizes);
 BENCHMARK(peer<bakis, peers::bakisLoop>)->Name("QZsEvalHMMViterbi_bakis/loop")->Apply(sizes);
 BENCHMARK(highest<general, true>)->Name("QZwEvalHMMViterbi_general/qzk")->Apply(sizes);

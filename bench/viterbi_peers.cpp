@@ -44,6 +44,42 @@ void stepLoop(const Model &model, const float *b, const float *__restrict now, f
         next[j] += b[j];
 }
 
+/// As the recurrence reads: the least over all sources, target by target; a holds the columns.
+template <bool leftRight>
+void stepColumns(const Model &model, const float *b, const float *__restrict now, float *__restrict next) {
+    const int n = model.n;
+    for (int j = 0; j < n; ++j) {
+        const float *const column = model.a + static_cast<std::ptrdiff_t>(j) * n;
+        const int end = leftRight ? j + 1 : n;
+        float least = now[0] + column[0];
+        for (int i = 1; i < end; ++i) {
+            const float candidate = now[i] + column[i];
+            least = candidate < least ? candidate : least;
+        }
+        next[j] = least + b[j];
+    }
+}
+
+/// The same with the bits of the floats compared.
+template <bool leftRight>
+void stepColumnBits(const Model &model, const float *b, const float *__restrict now, float *__restrict next) {
+    const int n = model.n;
+    for (int j = 0; j < n; ++j) {
+        const float *const column = model.a + static_cast<std::ptrdiff_t>(j) * n;
+        const int end = leftRight ? j + 1 : n;
+        int least = 0x7FFFFFFF;
+        for (int i = 0; i < end; ++i) {
+            const float candidate = now[i] + column[i];
+            int bits;
+            __builtin_memcpy(&bits, &candidate, sizeof bits);
+            least = bits < least ? bits : least;
+        }
+        float cost;
+        __builtin_memcpy(&cost, &least, sizeof cost);
+        next[j] = cost + b[j];
+    }
+}
+
 void stepBakis(const Model &model, const float *__restrict b, const float *__restrict now,
                float *__restrict next) {
     const int n = model.n;
@@ -64,22 +100,19 @@ template <bool leftRight>
 void stepVectors(const Model &model, const float *b, const float *now, float *next) {
     const int n = model.n;
     for (int to = 0; to < n; to += 64) {
-        const int blocks = std::min(4, (n - to) / 16), end = leftRight ? std::min(n, to + 64) : n;
+        const int end = leftRight ? to + 64 : n;
         __m512 least[4];
         for (auto &v : least)
             v = _mm512_set1_ps(3.4e38f);
         for (int i = 0; i < end; ++i) {
             const __m512 cost = _mm512_set1_ps(now[i]);
             const float *const row = model.a + static_cast<std::ptrdiff_t>(i) * n + to;
-            if (blocks == 4) {
-                for (int k = 0; k < 4; ++k)
-                    least[k] = _mm512_min_ps(least[k], _mm512_add_ps(cost, _mm512_load_ps(row + 16 * k)));
-            } else {
-                for (int k = 0; k < blocks; ++k)
-                    least[k] = _mm512_min_ps(least[k], _mm512_add_ps(cost, _mm512_load_ps(row + 16 * k)));
-            }
+#pragma GCC unroll 4
+            for (int k = 0; k < 4; ++k)
+                least[k] = _mm512_min_ps(least[k], _mm512_add_ps(cost, _mm512_load_ps(row + 16 * k)));
         }
-        for (int k = 0; k < blocks; ++k)
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k)
             _mm512_store_ps(next + to + 16 * k, _mm512_add_ps(least[k], _mm512_load_ps(b + to + 16 * k)));
     }
 }
@@ -107,6 +140,18 @@ float generalLoop(const Model &model, const std::int32_t *symbols, int nFrames, 
 }
 float leftRightLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
     return run(model, symbols, nFrames, work, stepLoop<true>);
+}
+float generalColumns(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
+    return run(model, symbols, nFrames, work, stepColumns<false>);
+}
+float leftRightColumns(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
+    return run(model, symbols, nFrames, work, stepColumns<true>);
+}
+float generalBits(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
+    return run(model, symbols, nFrames, work, stepColumnBits<false>);
+}
+float leftRightBits(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
+    return run(model, symbols, nFrames, work, stepColumnBits<true>);
 }
 float bakisLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
     return run(model, symbols, nFrames, work, stepBakis);

@@ -13,10 +13,16 @@ struct Model {
 
 float generalLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
 float leftRightLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
+/// As the recurrence reads, target by target: a[j * n + i] is the step from i to j. Floats or their bits are
+/// compared.
+float generalColumns(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
+float leftRightColumns(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
+float generalBits(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
+float leftRightBits(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
 /// a holds the three diagonals by target state, n floats each.
 float bakisLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
 
-/// Vectors over the target states; n is a multiple of 16, and all vectors are so aligned.
+/// Vectors over the target states; n is a multiple of 64, and all vectors are so aligned.
 float generalVectors(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
 float leftRightVectors(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
 
