@@ -15,7 +15,6 @@
 #include "simd/reduction.hpp"
 #include "simd/reverse.hpp"
 #include "simd/rotate.hpp"
-#include "simd/mixture.hpp"
 #include "simd/viterbi.hpp"
 #include "simd/warp.hpp"
 
