@@ -2189,6 +2189,55 @@ QZK_API int16_t *QZwVQKohonen(const int16_t *x, int32_t dim, int32_t nCodes, con
 /** @} */
 
 /**
+ * @defgroup perceptron Multilayer perceptron
+ *
+ * Forward pass of a fully connected network of logistic units, y = 1 / (1 + e^-s), s being the sum of a
+ * unit's inputs times its weights (Rumelhart, Hinton and Williams 1986). Units have no bias: where one is
+ * wanted, the client adds a constant input. The weights stand one after the other: for each layer, from the
+ * lowest, and for each of its units, one weight per unit of the layer below.
+ *
+ * Layers between need memory for the time of the call. When there is none, #QZ_StsNoMem is reported in the
+ * name of QZwMLPerceptron() and the output stays as it is. The output must not overlap anything else.
+ * @{
+ */
+
+/**
+ * @brief Activations of the last layer.
+ *
+ * A sum is formed in extended precision, from the first input to the last; activations are rounded to float.
+ * @param nInputs number of inputs; 0 or less: every sum is 0
+ * @param input `nInputs` values
+ * @param nLayers number of layers, that of the inputs not counted; 0 or less: nothing is written
+ * @param layerSizes number of units of each layer
+ * @param weights all weights
+ * @param output room for the units of the last layer
+ */
+QZK_API void QZsMLPerceptron(int32_t nInputs, const float *input, int32_t nLayers, const int32_t *layerSizes,
+                             const float *weights, float *output);
+
+/**
+ * @brief Activations of the last layer of a 16-bit network.
+ *
+ * Products, sums and activations are formed in double, the sums from the first input to the last; the logistic
+ * function in extended precision. The activations are converted with QZdwbConvertDown(), which sets the
+ * output's scale factor and may report more.
+ * @param nInputs number of inputs; 0 or less: every sum is 0
+ * @param inputScale the inputs stand for their value times 2^inputScale; -64 to 64
+ * @param input `nInputs` values
+ * @param nLayers number of layers, that of the inputs not counted; 0 or less: nothing is written
+ * @param layerSizes number of units of each layer
+ * @param weightScale the weights stand for their value times 2^weightScale; -64 to 64
+ * @param weights all weights
+ * @param output room for the units of the last layer
+ * @param outputMode scale mode of QZdwbConvertDown()
+ * @param outputScale scale factor of QZdwbConvertDown()
+ */
+QZK_API void QZwMLPerceptron(int32_t nInputs, int32_t inputScale, const int16_t *input, int32_t nLayers,
+                             const int32_t *layerSizes, int32_t weightScale, const int16_t *weights,
+                             int16_t *output, int32_t outputMode, int32_t *outputScale);
+/** @} */
+
+/**
  * @defgroup logic Packed fill, copy and logic
  *
  * Runs of bits (b), nibbles (n), bytes (y, t), 16-bit words (w) and, for fill and copy, floats (s). A bit or

@@ -57,6 +57,7 @@ Kernels kernelsUpTo(Level level) {
     installUpTo(level, table.distance);
     installUpTo(level, table.fft);
     installUpTo(level, table.logic);
+    installUpTo(level, table.perceptron);
     installUpTo(level, table.quantiser);
     installUpTo(level, table.reduction);
     installUpTo(level, table.reverse);

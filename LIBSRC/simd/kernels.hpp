@@ -11,6 +11,7 @@
 #include "simd/fft.hpp"
 #include "simd/logic.hpp"
 #include "simd/mixture.hpp"
+#include "simd/perceptron.hpp"
 #include "simd/quantiser.hpp"
 #include "simd/reduction.hpp"
 #include "simd/reverse.hpp"
@@ -31,6 +32,7 @@ struct Kernels {
     DistanceKernels distance;
     FftKernels fft;
     LogicKernels logic;
+    PerceptronKernels perceptron;
     QuantiserKernels quantiser;
     ReductionKernels reduction;
     ReverseKernels reverse;

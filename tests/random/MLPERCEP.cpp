@@ -1,0 +1,170 @@
+// Random networks at every level against the definition written out with another library's exponential.
+#include "qzk.h"
+#include "reference/perceptron.hpp"
+#include "support/bits.hpp"
+#include "support/guarded.hpp"
+#include "support/levels.hpp"
+#include "support/random.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+// The linker sends the library's calls here (--wrap).
+extern "C" long double __wrap__ZN3qzk11exponentialEe(long double x);
+extern "C" long double __real__ZN3qzk11exponentialEe(long double x);
+namespace {
+int extendedExponentials;
+}
+long double __wrap__ZN3qzk11exponentialEe(long double x) {
+    ++extendedExponentials;
+    return __real__ZN3qzk11exponentialEe(x);
+}
+
+namespace qzk::test {
+namespace {
+
+class PerceptronLevels : public LevelTest {};
+INSTANTIATE_TEST_SUITE_P(Levels, PerceptronLevels, testing::ValuesIn(availableLevels()), levelTestName);
+
+std::vector<int32_t> randomSizes(Random &random) {
+    std::vector<int32_t> sizes(1 + random.index(3));
+    for (int32_t &size : sizes)
+        size = static_cast<int32_t>(random.index(70));
+    return sizes;
+}
+
+std::size_t weightsOf(std::size_t nInputs, const std::vector<int32_t> &sizes) {
+    std::size_t count = 0;
+    for (const int32_t size : sizes) {
+        count += nInputs * static_cast<std::size_t>(size);
+        nInputs = static_cast<std::size_t>(size);
+    }
+    return count;
+}
+
+void compareFloats(const std::vector<float> &input, const std::vector<int32_t> &sizes,
+                   const std::vector<float> &weights) {
+    SCOPED_TRACE(testing::Message() << input.size() << " inputs, layers " << testing::PrintToString(sizes)
+                                    << ", seed " << seed());
+    Guarded<float> x(input.size(), 1), w(weights.size(), 2),
+        output(static_cast<std::size_t>(sizes.back()), 3);
+    x.assign(input);
+    w.assign(weights);
+    QZsMLPerceptron(static_cast<int32_t>(input.size()), x.data(), static_cast<int32_t>(sizes.size()),
+                    sizes.data(), w.data(), output.data());
+    EXPECT_TRUE(sameBits(reference::perceptron(input, sizes, weights), output.values()));
+    EXPECT_TRUE(output.intact());
+}
+
+TEST_P(PerceptronLevels, EveryNumberOfInputsAndUnits) {
+    Random random;
+    for (std::size_t n = 0; n <= 130; ++n) {
+        const std::vector<int32_t> sizes = {static_cast<int32_t>(random.index(90))};
+        compareFloats(random.reals<float>(n, -3, 3), sizes, random.reals<float>(weightsOf(n, sizes)));
+        const std::vector<int32_t> units = {static_cast<int32_t>(n)};
+        compareFloats(random.reals<float>(5, -3, 3), units, random.reals<float>(5 * n));
+    }
+    compareFloats(random.reals<float>(3000), {5}, random.reals<float>(15000));
+}
+
+TEST_P(PerceptronLevels, Networks) {
+    Random random;
+    for (int round = 0; round < 40; ++round) {
+        const auto sizes = randomSizes(random);
+        const std::size_t n = random.index(50);
+        compareFloats(random.reals<float>(n, -10, 10), sizes,
+                      random.reals<float>(weightsOf(n, sizes), -5, 5));
+    }
+}
+
+TEST_P(PerceptronLevels, SpecialValues) {
+    Random random;
+    for (int round = 0; round < 60; ++round) {
+        const auto sizes = randomSizes(random);
+        const std::size_t n = random.index(20);
+        const bool specials = round % 2 == 0;
+        compareFloats(random.anyReals<float>(n, specials), sizes,
+                      random.anyReals<float>(weightsOf(n, sizes), specials));
+    }
+}
+
+// Sums of every size whose logistic function still differs between neighbouring floats.
+TEST_P(PerceptronLevels, WholeRangeOfSums) {
+    Random random;
+    for (const double range : {1e-7, 1.0, 30.0, 120.0, 1000.0}) {
+        const std::vector<int32_t> sizes = {4000};
+        compareFloats({1.0f}, sizes, random.reals<float>(4000, -range, range));
+    }
+}
+
+// Close to 0 the function is 1/2 + s/4: these sums lie by middles between two floats.
+TEST_P(PerceptronLevels, MiddlesBetweenFloatsAreLeftToTheDefinition) {
+    std::vector<float> weights;
+    for (int odd = 1; odd < 32; odd += 2)
+        weights.insert(weights.end(),
+                       {static_cast<float>(odd) * 0x1p-23f, static_cast<float>(odd) * -0x1p-24f});
+    extendedExponentials = 0;
+    compareFloats({1.0f}, {static_cast<int32_t>(weights.size())}, weights);
+    EXPECT_EQ(static_cast<int>(weights.size()), extendedExponentials);
+}
+
+TEST_P(PerceptronLevels, RandomSumsAreHardlyEverLeftToTheDefinition) {
+    if (GetParam() == simd::Level::plain) GTEST_SKIP() << "the definition itself";
+    Random random;
+    extendedExponentials = 0;
+    for (int round = 0; round < 20; ++round)
+        compareFloats(random.reals<float>(64), {1000}, random.reals<float>(64000));
+    EXPECT_LE(extendedExponentials, 10) << "of 20000, about 2 in a million expected";
+}
+
+TEST_P(PerceptronLevels, LayersOfWords) {
+    Random random;
+    for (std::size_t n = 0; n <= 70; ++n) {
+        const std::size_t nUnits = random.index(70);
+        SCOPED_TRACE(testing::Message() << n << " inputs, " << nUnits << " units, seed " << seed());
+        const auto input = n % 3 == 0 ? random.anyReals<double>(n) : random.reals<double>(n, -2, 2);
+        const auto weights = random.elements<int16_t>(n * nUnits);
+        Guarded<int16_t> w(weights.size(), 1);
+        w.assign(weights);
+        Guarded<double> output(nUnits);
+        simd::kernels().perceptron.layerOfWords(input.data(), n, w.data(), 0x1p-12, nUnits, output.data());
+        const std::vector<int32_t> sizes = {static_cast<int32_t>(nUnits)};
+        EXPECT_TRUE(sameBits(reference::perceptron(input, sizes, weights, 0x1p-12), output.values()));
+        EXPECT_TRUE(output.intact());
+    }
+}
+
+TEST_P(PerceptronLevels, WordNetworks) {
+    Random random;
+    for (int round = 0; round < 40; ++round) {
+        const auto sizes = randomSizes(random);
+        const std::size_t n = random.index(50);
+        const auto input = random.elements<int16_t>(n),
+                   weights = random.elements<int16_t>(weightsOf(n, sizes));
+        const auto inputScale = static_cast<int32_t>(random.integer(-16, -10));
+        const auto weightScale = static_cast<int32_t>(random.integer(-16, -10));
+        const auto mode = static_cast<int32_t>(random.index(4));
+        SCOPED_TRACE(testing::Message() << n << " inputs, layers " << testing::PrintToString(sizes)
+                                        << ", mode " << mode << ", seed " << seed());
+
+        std::vector<double> values;
+        for (const int16_t x : input)
+            values.push_back(std::ldexp(x, inputScale));
+        values = reference::perceptron(values, sizes, weights, std::ldexp(1.0, weightScale));
+        std::vector<int16_t> expected(values.size());
+        int32_t expectedScale = -15, scale = -15;
+        QZdwbConvertDown(values.data(), expected.data(), sizes.back(), mode, &expectedScale);
+
+        Guarded<int16_t> output(expected.size(), 1);
+        QZwMLPerceptron(static_cast<int32_t>(n), inputScale, input.data(), static_cast<int32_t>(sizes.size()),
+                        sizes.data(), weightScale, weights.data(), output.data(), mode, &scale);
+        EXPECT_EQ(expected, output.values());
+        EXPECT_EQ(expectedScale, scale);
+        EXPECT_TRUE(output.intact());
+    }
+}
+
+} // namespace
+} // namespace qzk::test
