@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
 
 namespace qzk {
 namespace {
@@ -17,7 +16,8 @@ constexpr Reporter report("..\\LIBSRC\\QZ_FFTW");
 // The name that the driver of all three transforms has in reports.
 constexpr const char *driver = "Fft_Core_Short_As_Float";
 
-constexpr std::int64_t mostValues = std::numeric_limits<std::int32_t>::max();
+// 2^31 values are more than a length can count.
+constexpr std::int32_t highestValueOrder = 30;
 
 enum class Kind { complex, real, ccs };
 
@@ -39,15 +39,14 @@ constexpr std::int32_t valueOrder(Kind kind, std::int32_t order) {
 }
 
 /// The work buffer with room for 2^order floats, or null after a report. More floats than a conversion's
-/// length can tell count as too many to allocate.
+/// length can count are too many to allocate.
 float *obtainBuffer(std::int32_t order) {
     FftContext &fft = QZ_GetContext()->Fft;
     if (order > fft.sBufferOrder) {
-        const std::int64_t count = std::int64_t{1} << order;
         release(fft.sBuffer);
-        fft.sBuffer = allocateArray<std::byte>(count <= mostValues ? std::int64_t{sizeof(float)} * count +
-                                                                         std::int64_t{FftContext::alignment}
-                                                                   : -1);
+        const std::int64_t bytes =
+            (std::int64_t{sizeof(float)} << order) + std::int64_t{FftContext::alignment};
+        fft.sBuffer = allocateArray<std::byte>(order <= highestValueOrder ? bytes : -1);
         // kept: recorded whether there was memory or not. After a failure no transform up to this order asks
         // again before QZFreeFftTbls() resets the capacity.
         fft.sBufferOrder = order;
@@ -98,9 +97,8 @@ void transform(const Form &form, std::int16_t *data, std::int32_t order, std::in
 /// The elements of a not-in-place form into its destination: one for order 0 and below, none for orders whose
 /// values no length can count.
 void copyElements(Kind kind, const std::int16_t *src, std::int16_t *dst, std::int32_t order) {
-    if (order >= FftContext::orders) return;
-    const std::int64_t count = std::int64_t{1} << valueOrder(kind, std::max(order, 0));
-    if (count <= mostValues) QZwbCopy(src, dst, static_cast<std::int32_t>(count));
+    if (order <= highestValueOrder - valueOrder(kind, 0))
+        QZwbCopy(src, dst, std::int32_t{1} << valueOrder(kind, std::max(order, 0)));
 }
 
 void transformNip(const Form &form, const std::int16_t *src, std::int16_t *dst, std::int32_t order,

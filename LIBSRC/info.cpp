@@ -2,13 +2,14 @@
 #include "common/processor_info.hpp"
 
 #include <cstdio>
+#include <iterator>
 
 using namespace qzk;
 
 namespace {
 
 constexpr const char *familyNames[] = {"i086/i088", "", "i286", "i386", "i486", "Pentium", "Pentium Pro"};
-constexpr int32_t namedFamilies = sizeof familyNames / sizeof *familyNames;
+constexpr int32_t namedFamilies = std::size(familyNames);
 
 /// Families from this one on identify model and stepping.
 constexpr int32_t firstIdentifying = 4;

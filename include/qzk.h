@@ -763,7 +763,7 @@ QZK_API int32_t QZbSum(const uint8_t *src, int32_t bitOffset, int32_t len, int32
  * @param nibbleOffset  0: the vector begins in the low half of the first byte, otherwise in the high half
  * @param len  number of nibbles; 0 or less gives 0
  * @param scaleMode  #QZ_ScaleFixed: the sum times 2^-`*scaleFactor`, rounded down, low 32 bits; any other:
- * the sum
+ *                   the sum
  * @param scaleFactor  read by #QZ_ScaleFixed, set to 0 by any other mode; not null
  * @return the sum
  */
@@ -775,8 +775,8 @@ QZK_API uint32_t QZnSum(const uint8_t *src, int32_t nibbleOffset, int32_t len, i
  * @param src  elements
  * @param len  number of elements; 0 or less gives 0
  * @param scaleMode  #QZ_ScaleWrap: the sum; #QZ_ScaleFixed: the sum times 2^-`*scaleFactor`, rounded down,
- * low 32 bits; #QZ_ScaleSaturate: at most 2147483647; any other: shifted to the right until it is at most
- * 2147483647
+ *                   low 32 bits; #QZ_ScaleSaturate: the sum, but at most 2147483647; any other: shifted to
+ *                   the right, rounded down, until it is at most 2147483647
  * @param scaleFactor  read by #QZ_ScaleFixed; set to the number of shifts by the searching modes, else to 0;
  *                     not null
  * @return the sum
@@ -788,7 +788,7 @@ QZK_API uint32_t QZySum(const uint8_t *src, int32_t len, int32_t scaleMode, int3
  * @param src  elements
  * @param len  number of elements; 0 or less gives 0
  * @param scaleMode  #QZ_ScaleFixed: the sum times 2^-`*scaleFactor`, rounded down, low 32 bits; any other:
- * the sum
+ *                   the sum
  * @param scaleFactor  read by #QZ_ScaleFixed, set to 0 by any other mode; not null
  * @return the sum
  */
@@ -802,7 +802,7 @@ QZK_API int32_t QZtSum(const int8_t *src, int32_t len, int32_t scaleMode, int32_
  *                   down, low 32 bits; #QZ_ScaleSaturate: clamped; any other: shifted to the right, rounded
  *                   down, by the smallest number of bits that makes it fit
  * @param scaleFactor  read by #QZ_ScaleFixed; set to the number of bits by the searching modes, else to 0;
- * not null
+ *                     not null
  * @return the sum
  */
 QZK_API int32_t QZwSum(const int16_t *src, int32_t len, int32_t scaleMode, int32_t *scaleFactor);
@@ -958,9 +958,10 @@ QZK_API int32_t QZwMahalanobis(const int16_t *src1, const int16_t *src2, const i
  */
 
 /**
- * 2^n. From -64 to 64 it is the decimal number of 15 significant digits next to the power, as a double,
- * except for 5.76460752303424e17 (2^59), 9.31322574615478e-10 (2^-30) and 1.45519152283668e-11 (2^-36): exact
- * from -21 to 49. Beyond these it is exact where there is such a double, infinite above and 0 below.
+ * 2^n. From -64 to 64 it is the decimal number of 15 significant digits next to the power, as a double: exact
+ * from -21 to 49. Three are not the next one, 5.76460752303424e17 (2^59), 9.31322574615478e-10 (2^-30) and
+ * 1.45519152283668e-11 (2^-36), and 2^-22, halfway between two, is the lower. Beyond these it is exact where
+ * there is such a double, infinite above and 0 below. Nothing is reported.
  * @param n  any exponent
  * @return the power
  */
@@ -1239,10 +1240,13 @@ QZK_API void QZsCcsFftNip(const float *src, float *dst, int32_t order, int32_t f
  * Order 0 and below changes nothing, whatever the flags; the forms with a destination copy one element then.
  * Every failure leaves the data as they are (those of the forms with a destination: the copy of the source):
  *  - a fault in the direction bits, reported before any table is fetched;
- *  - #QZ_StsNoMem for a table, followed by a back-trace record "Bad Ptr" of `Fft_Core_Short_As_Float`; a
- *    negative status word left by an earlier failure gives this record too;
- *  - #QZ_StsNoMem for the buffer, "insufficiency of memory for pointer  pQZContext->Fft.sBuffer". Until
- *    QZFreeFftTbls() is called, transforms up to this size then fail likewise without asking for memory;
+ *  - #QZ_StsNoMem for a table of factors, followed by a back-trace record "Bad Ptr" of
+ *    `Fft_Core_Short_As_Float`. A negative status word left by an earlier failure gives this record too, for
+ *    each such table, and the transform goes on where the error handler answers 0;
+ *  - #QZ_StsNoMem for the buffer, "insufficiency of memory for pointer  pQZContext->Fft.sBuffer", also for
+ *    orders above those given below. Until QZFreeFftTbls() is called, transforms up to this size then fail
+ *    likewise without asking for memory;
+ *  - #QZ_StsNoMem for the table of reversed indexes;
  *  - the reports of QZswbConvertDown().
  *
  * All but the first are followed by a back-trace record of the transform itself.

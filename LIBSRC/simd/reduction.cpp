@@ -52,15 +52,12 @@ QZK_INLINE T winner(Vec<T> v) {
     Part best = parts[0];
     for (size_t i = 1; i < sizeof v / sizeof(Part); ++i)
         best = Order::of(best, parts[i]);
-    const auto against = [&](__m128i high, __m128i low) {
-        best = Order::of(best, (Part)_mm_or_si128(high, low));
-    };
-    against(_mm_srli_si128((__m128i)best, 8), _mm_slli_si128((__m128i)best, 8));
-    against(_mm_srli_si128((__m128i)best, 4), _mm_slli_si128((__m128i)best, 12));
-    if constexpr (sizeof(T) <= 2)
-        against(_mm_srli_si128((__m128i)best, 2), _mm_slli_si128((__m128i)best, 14));
-    if constexpr (sizeof(T) == 1)
-        against(_mm_srli_si128((__m128i)best, 1), _mm_slli_si128((__m128i)best, 15));
+    // Every step halves the lanes that count; what the others hold does not matter.
+    const auto against = [&](__m128i upper) { best = Order::of(best, (Part)upper); };
+    against(_mm_srli_si128((__m128i)best, 8));
+    against(_mm_srli_si128((__m128i)best, 4));
+    if constexpr (sizeof(T) <= 2) against(_mm_srli_si128((__m128i)best, 2));
+    if constexpr (sizeof(T) == 1) against(_mm_srli_si128((__m128i)best, 1));
     return best[0];
 }
 
@@ -149,10 +146,10 @@ QZK_INLINE Extreme findExtreme(Block block, size_t n) {
         Vec<T> v = block.at(LoadAll{}, last);
         for (size_t j = i; j < last; j += lanes)
             v = Order::of(v, block.at(LoadAll{}, j));
-        challenge(v, i < last ? i : last);
+        challenge(v, i);
     }
     for (size_t j = start;; j += lanes) {
-        if (j > last) j = last;
+        if (j > last) j = last; // the last vector overlaps the one before it
         const uint64_t equal = equalLanes<T>(block.at(LoadAll{}, j), best);
         if (equal != 0) return {best[0], j + firstLane<T>(equal)};
     }
@@ -338,14 +335,12 @@ QZK_INLINE FloatBlock sumBlock(const float *src, size_t n) {
 /// kept.
 double sumOfFloats(Source<float> src, size_t n) {
     constexpr size_t places = 4;
-    constexpr uint32_t infinity = 0x7F800000;
     constexpr int32_t bias = 1023, mantissaBits = 23, finestGrain = -149, coarsestGrain = 127;
     Places sums = {};
     size_t i = n;
     for (int32_t grain = coarsestGrain; i >= leastOfBlock;) {
         const size_t length = (i < mostOfBlock ? i : mostOfBlock) / stepOfBlock * stepOfBlock;
         const FloatBlock block = sumBlock(src.first + i - length, length);
-        if (block.largest >= infinity) break;
         const auto exponent = static_cast<int32_t>((block.smallestLess1 + 1) >> mantissaBits);
         const int32_t grainOfBlock = exponent > 0 ? exponent - 1 + finestGrain : finestGrain;
         if (block.largest != 0 && grainOfBlock < grain) grain = grainOfBlock;
@@ -357,7 +352,8 @@ double sumOfFloats(Source<float> src, size_t n) {
         }
         const auto largest = static_cast<double>(__builtin_bit_cast(float, block.largest));
         const auto exact = __builtin_bit_cast(double, static_cast<uint64_t>(bias + 53 + grain) << 52);
-        if (before + largest * static_cast<double>(length / places) >= exact) break;
+        // Nor are infinities and not-a-numbers below it.
+        if (!(before + largest * static_cast<double>(length / places) < exact)) break;
         sums += block.sums;
         i -= length;
     }

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -64,6 +66,8 @@ Report noTable(int32_t line) { return {QZ_StsNoMem, "QZcGetFftTwdTbl", "NULL Poi
 const Report noReversal = {QZ_StsNoMem, "QZGetBitRevTbl", "NULL Pointer", fftFile, 187};
 const Report noBuffer = {QZ_StsNoMem, driver, "insufficiency of memory for pointer  pQZContext->Fft.sBuffer",
                          file, 1643};
+
+const Shorts before = {1, 2, 3, 4, 5, 6, 7, 8, 9, 8, 7, 6, 5, 4, 3, 2};
 
 /// Every test starts and ends without tables and buffer.
 class ShortFft : public testing::Test {
@@ -138,6 +142,15 @@ TEST_F(ShortFft, OrderTwo) {
     EXPECT_EQ((Shorts{4, 20, 12, 8}), run(ccsFft, {11, -3, -2, 3}, 2, QZ_FORWARD, QZ_ScaleWrap));
 }
 
+TEST_F(ShortFft, ForwardHasNoFactorToLeaveOut) {
+    for (const Transform &transform : transforms) {
+        const Shorts data(before.begin(), before.begin() + static_cast<std::ptrdiff_t>(transform.values(3)));
+        EXPECT_EQ(run(transform, data, 3, QZ_FORWARD, QZ_ScaleWrap),
+                  run(transform, data, 3, QZ_FORWARD | QZ_NOSCALE, QZ_ScaleWrap))
+            << transform.name;
+    }
+}
+
 TEST_F(ShortFft, ScaleModes) {
     const Shorts x = {30000, 20000}; // spectrum 50000, 10000
     EXPECT_EQ((Shorts{-15536, 10000}), run(realFft, x, 1, QZ_FORWARD, QZ_ScaleWrap));
@@ -194,8 +207,6 @@ TEST_F(ShortFft, OverlappingDestinationGetsWhatTheCopyLeaves) {
         EXPECT_EQ(wanted, actual);
     }
 }
-
-const Shorts before = {1, 2, 3, 4, 5, 6, 7, 8, 9, 8, 7, 6, 5, 4, 3, 2};
 
 TEST_F(ShortFftReports, DirectionBitsAreCheckedBeforeAnyTableIsFetched) {
     RecordedReports reports;
@@ -302,14 +313,16 @@ TEST_F(ShortFftReports, OrdersWithoutTables) {
         for (const int32_t order : {33, 34, 64, INT32_MAX}) {
             reports.clear();
             const FailingHeap heap;
-            auto data = before, dst = before;
+            auto data = before;
+            Shorts dst(before.size(), -1);
+            const Shorts untouched = dst;
             transform.inPlace(data.data(), order, QZ_FORWARD, QZ_ScaleAuto, &scale);
             EXPECT_EQ((Reports{noTable(transform.heapLines[0]), badPointer(0), transform.backTrace()}),
                       reports.all());
             EXPECT_EQ(before, data);
             QZSetStatus(QZ_StsOk);
             transform.notInPlace(data.data(), dst.data(), order, QZ_FORWARD, QZ_ScaleAuto, &scale);
-            EXPECT_EQ(before, dst);
+            EXPECT_EQ(untouched, dst);
             EXPECT_EQ(0, heap.requests());
         }
 }
@@ -435,6 +448,45 @@ TEST_F(ShortFftBuffer, GrowsToTheLargestTransform) {
     }
     QZFreeFftTbls();
     EXPECT_EQ(0, heap.live());
+}
+
+/// More values than a length can count are neither copied nor given a buffer. The tables of such orders are
+/// too large for a test, but without a buffer nobody reads them.
+TEST_F(ShortFftBuffer, NoneForMoreValuesThanALengthCounts) {
+    RecordedReports reports;
+    FftContext &fft = QZ_GetContext()->Fft;
+    std::byte table[64];
+    for (const int order : {29, 30, 31})
+        fft.realFft[order] = fft.twiddle[order] = table;
+    for (const Transform &transform : transforms)
+        for (const int valueOrder : {30, 31}) {
+            const int order = valueOrder - transform.bufferOrder(0);
+            const FailingHeap heap(0);
+            reports.clear();
+            QZSetStatus(QZ_StsOk);
+            auto data = before;
+            transform.inPlace(data.data(), order, QZ_FORWARD, QZ_ScaleWrap, &scale);
+            EXPECT_EQ((Reports{noBuffer, transform.backTrace()}), reports.all());
+            EXPECT_EQ(before, data);
+            EXPECT_EQ(valueOrder, fft.sBufferOrder);
+            constexpr std::uint64_t bytesOfOrder30 = (std::uint64_t{4} << 30) + 32;
+            constexpr bool possible = std::numeric_limits<std::size_t>::max() > bytesOfOrder30;
+            if (valueOrder == 30 && possible) {
+                ASSERT_EQ(1, heap.requests());
+                EXPECT_EQ(bytesOfOrder30, heap.events().back().bytes);
+            } else {
+                EXPECT_EQ(0, heap.requests());
+            }
+            if (valueOrder == 31) {
+                Shorts dst(before.size(), -1);
+                const Shorts untouched = dst;
+                transform.notInPlace(data.data(), dst.data(), order, QZ_FORWARD, QZ_ScaleWrap, &scale);
+                EXPECT_EQ(untouched, dst);
+            }
+            fft.sBufferOrder = 0;
+        }
+    for (const int order : {29, 30, 31})
+        fft.realFft[order] = fft.twiddle[order] = nullptr;
 }
 
 TEST_F(ShortFftBuffer, CapacityIsClaimedByAFailedAllocationToo) {

@@ -1,5 +1,6 @@
 // Which kernels run: the highest level of processor and build at first, any lower one on request.
 #include "simd/kernels.hpp"
+#include "simd/processor.hpp"
 #include "support/levels.hpp"
 
 #include <gtest/gtest.h>
@@ -68,6 +69,14 @@ TEST(Dispatch, FindsWhatTheCompilersRuntimeFinds) {
     }();
     EXPECT_EQ(std::min(builtLevel(), levelOf([&](const char *name) { return features.count(name) != 0; })),
               highestLevel());
+}
+
+/// An instruction outside the levels, used where level and processor have it.
+TEST(Dispatch, CountsBitsOfVectorsWhereTheProcessorDoes) {
+    if (highestLevel() < Level::avx512) GTEST_SKIP() << "no vectors to count the bits of";
+    const bool counts = __builtin_cpu_supports("avx512vpopcntdq") != 0;
+    EXPECT_EQ(counts, countsBitsOfVectors());
+    EXPECT_EQ(counts, kernelsOf(Level::avx512).reduction.setBits != kernelsOf(Level::avx2).reduction.setBits);
 }
 
 TEST(Dispatch, FindsWhatTheSystemLists) {

@@ -97,6 +97,8 @@ TEST(ProcessorInfo, OfThisProcessor) {
     char name[40];
     std::snprintf(name, sizeof name, "%s [model %d, stepping %d]", family == 6 ? "Pentium Pro" : "", model,
                   stepping);
+    EXPECT_EQ(id.signature, simd::processorId().signature);
+    EXPECT_EQ(id.features, simd::processorId().features);
     QZProcessorInfo info;
     QZGetProcessorInfo(&info);
     EXPECT_EQ(family, info.family);

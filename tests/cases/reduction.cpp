@@ -149,6 +149,7 @@ TEST(Sums, OfBits) {
     EXPECT_EQ(Scaled(1, 0), sumBits({0xFD, 0x7F}, 1, 3, 0));
     EXPECT_EQ(Scaled(3, 0), sumBits({0x03, 0x80}, 1, 3, 0));
     EXPECT_EQ(Scaled(3, 0), sumBits({0x03, 0x80}, 9, 3, 0)); // the low three bits of the offset
+    EXPECT_EQ(Scaled(3, 0), sumBits({0x03, 0x80}, -7, 3, 0));
     EXPECT_EQ(Scaled(1, 0), sumBits({0x10}, 4, 1, 2));
     EXPECT_EQ(Scaled(0, 0), sumBits({0xEF}, 4, 1, 3));
     EXPECT_EQ(Scaled(12, 0), sumBits({0xFF, 0xFF, 0xFF}, 5, 12, -9));
@@ -248,6 +249,34 @@ TEST(Sums, OfBytesBeyondThirtyOneBits) {
     EXPECT_EQ(Scaled(0x40000000, 1), sumOf(QZySum, bytes, -3));
     EXPECT_EQ(Scaled(INT32_MAX, 0), sumOf(QZySum, bytes, QZ_ScaleSaturate));
     EXPECT_EQ(Scaled(0x08000000, 4), sumOf(QZySum, bytes, QZ_ScaleFixed, 4)); // logical
+}
+
+/// Sums wrap to 32 bits before a mode looks at them; only those of words are exact.
+TEST(Sums, OfBytesBeyondThirtyTwoBits) {
+    constexpr std::int64_t wrap = std::int64_t{1} << 32;
+    std::vector<std::uint8_t> bytes(wrap / 255 + 1, 255);
+    const auto others = static_cast<std::int64_t>(bytes.size()) - 1;
+    bytes.back() = static_cast<std::uint8_t>(wrap + 5 - others * 255);
+    for (const std::int32_t mode : {QZ_ScaleWrap, QZ_ScaleAuto, QZ_ScaleSaturate, -1})
+        EXPECT_EQ(Scaled(5, 0), sumOf(QZySum, bytes, mode));
+    EXPECT_EQ(Scaled(2, 1), sumOf(QZySum, bytes, QZ_ScaleFixed, 1));
+
+    std::vector<std::int8_t> lowest(1 << 24, -128);
+    EXPECT_EQ(Scaled(INT32_MIN / 2, 1), sumOf(QZtSum, lowest, QZ_ScaleFixed, 1));
+    lowest.push_back(-1);
+    for (const std::int32_t mode : {QZ_ScaleWrap, QZ_ScaleAuto, QZ_ScaleSaturate, -1})
+        EXPECT_EQ(Scaled(INT32_MAX, 0), sumOf(QZtSum, lowest, mode));
+    EXPECT_EQ(Scaled(INT32_MAX / 2, 1), sumOf(QZtSum, lowest, QZ_ScaleFixed, 1));
+}
+
+TEST(Sums, OfNibblesBeyondThirtyTwoBits) {
+    constexpr std::int64_t wrap = std::int64_t{1} << 32;
+    const Bytes bytes(wrap / 30 + 1, 0xFF);
+    // 15 * 2^28 has the highest bit, which shifts to the right without a sign.
+    EXPECT_EQ(Scaled(0x0F000000, 4), sumNibbles(bytes, 1, 1 << 28, QZ_ScaleFixed, 4));
+    const auto len = static_cast<std::int32_t>(wrap / 15 + 1);
+    const std::int64_t sum = std::int64_t{15} * len - wrap;
+    EXPECT_EQ(Scaled(sum >> 1, 1), sumNibbles(bytes, 1, len, QZ_ScaleFixed, 1));
 }
 
 TEST(Sums, OfFloats) {

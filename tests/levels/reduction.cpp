@@ -179,6 +179,67 @@ TEST_P(ReductionLevels, FloatsThatReachTheBound) {
     EXPECT_GT(inexact, 0) << "no order shows";
 }
 
+/// Large elements that take every sum past 2^53, then small odd ones: those lose their last bit there only
+/// where they are added one by one.
+TEST_P(ReductionLevels, FloatsLoseTheirLastBitsOneByOne) {
+    const SumKernels<float> &plain = plain_, &tested = tested_;
+    constexpr float odd = 0x1p23f + 1;
+    const auto compare = [&](const std::vector<float> &src) {
+        for (const int exponent : {0, -120, 80}) {
+            auto scaled = src;
+            for (float &value : scaled)
+                value = std::ldexp(value, exponent);
+            const double expected = plain.sum({scaled.data()}, scaled.size());
+            EXPECT_TRUE(sameBits(expected, tested.sum({scaled.data()}, scaled.size())))
+                << src.size() << " floats, exponent " << exponent;
+            std::int64_t exact = 0;
+            for (const float value : src)
+                exact += static_cast<std::int64_t>(value);
+            EXPECT_NE(std::ldexp(static_cast<double>(exact), exponent), expected) << "nothing is lost";
+        }
+    };
+    // Within one block, whose bound is 2^53 or little more.
+    for (const std::size_t large : {1024u, 1200u, 1366u, 1500u}) {
+        std::vector<float> src(1536, odd);
+        std::fill(src.end() - static_cast<std::ptrdiff_t>(large), src.end(), 0x1p45f);
+        compare(src);
+    }
+    // From block to block, in one place of four only.
+    for (std::size_t place = 0; place < 4; ++place) {
+        std::vector<float> src(4096, odd);
+        std::fill(src.begin() + 2048, src.end(), 0.0f);
+        for (std::size_t i = 2048 + place; i < src.size(); i += 4)
+            src[i] = 0x1p44f - 0x1p20f;
+        compare(src);
+    }
+}
+
+/// Fine elements first, then coarse ones past 2^53 times the last bit of the fine ones: rounded once for each
+/// coarse element the sum is not what it is when rounded once for all.
+TEST_P(ReductionLevels, CoarseFloatsAfterFineOnes) {
+    const SumKernels<float> &plain = plain_, &tested = tested_;
+    int inexact = 0;
+    for (int round = 0; round < 400; ++round) {
+        // Subnormal elements and normal ones.
+        const bool subnormal = round % 2 != 0;
+        const int exponent = subnormal ? -149 : 0;
+        std::vector<float> src(4096);
+        double fine = 0.0, coarse = 0.0;
+        for (std::size_t i = 0; i < src.size(); ++i) {
+            const auto number = static_cast<float>(subnormal ? random_.integer(1, 0x7FFFFF)
+                                                             : random_.integer(0x800000, 0xFFFFFF));
+            const bool isFine = i >= 2048;
+            src[i] = std::ldexp(number, exponent + (isFine ? 0 : 26 + round % 8));
+            (isFine ? fine : coarse) += static_cast<double>(src[i]);
+        }
+        const double expected = plain.sum({src.data()}, src.size());
+        ASSERT_TRUE(sameBits(expected, tested.sum({src.data()}, src.size())))
+            << "round " << round << ", seed " << seed();
+        inexact += fine + coarse != expected;
+    }
+    EXPECT_GT(inexact, 0) << "no order shows";
+}
+
 TEST_P(ReductionLevels, LongSumsOfExtremes) {
     const std::size_t n = (std::size_t{1} << 22) + 77;
     for (const int fill : {0x00, 0x7F, 0x80, 0xFF}) {

@@ -4,31 +4,21 @@
 // entries that are off by a few 2^-24. Over order/2 passes the relative error of the whole vector stays below
 // order * 2^-23.
 #include "qzk.h"
+#include "reference/fourier_sum.hpp"
 #include "support/random.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <complex>
-#include <numbers>
 #include <vector>
 
 namespace qzk::test {
 namespace {
 
-using Wide = std::complex<long double>;
-
-std::vector<Wide> fourierSum(const std::vector<Wide> &x, int sign) {
-    const std::size_t n = x.size();
-    std::vector<Wide> roots(n), result(n);
-    for (std::size_t k = 0; k < n; ++k)
-        roots[k] = std::polar<long double>(1, -sign * 2 * std::numbers::pi_v<long double> *
-                                                  static_cast<long double>(k) / static_cast<long double>(n));
-    for (std::size_t k = 0; k < n; ++k)
-        for (std::size_t j = 0; j < n; ++j)
-            result[k] += x[j] * roots[j * k % n];
-    return result;
-}
+using reference::fourierSum;
+using reference::unpacked;
+using reference::Wide;
 
 long double norm(const std::vector<Wide> &x) {
     long double sum = 0;
@@ -52,19 +42,6 @@ std::vector<Wide> widened(const std::vector<QZComplexFloat> &x) {
     return result;
 }
 
-/// The full conjugate-symmetric spectrum of a packed one.
-std::vector<Wide> unpacked(const std::vector<float> &packed) {
-    const std::size_t n = packed.size();
-    std::vector<Wide> spectrum(n);
-    spectrum[0] = packed[0];
-    spectrum[n / 2] = packed[1];
-    for (std::size_t k = 1; k < n / 2; ++k) {
-        spectrum[k] = {packed[2 * k], packed[2 * k + 1]};
-        spectrum[n - k] = std::conj(spectrum[k]);
-    }
-    return spectrum;
-}
-
 std::vector<QZComplexFloat> randomPoints(Random &random, std::size_t n) {
     std::vector<QZComplexFloat> x(n);
     for (auto &point : x)
@@ -85,14 +62,13 @@ TEST(FftAccuracy, Complex) {
         const auto x = randomPoints(random, n);
         auto actual = x;
         QZcFft(actual.data(), order, QZ_FORWARD);
-        expectNear(fourierSum(widened(x), 1), widened(actual), order);
+        expectNear(fourierSum(widened(x), QZ_FORWARD), widened(actual), order);
         actual = x;
         QZcFft(actual.data(), order, QZ_INVERSE);
-        expectNear(scaled(fourierSum(widened(x), -1), 1.0L / static_cast<long double>(n)), widened(actual),
-                   order);
+        expectNear(fourierSum(widened(x), QZ_INVERSE), widened(actual), order);
         actual = x;
         QZcFft(actual.data(), order, QZ_INVERSE | QZ_NOSCALE);
-        expectNear(fourierSum(widened(x), -1), widened(actual), order);
+        expectNear(fourierSum(widened(x), QZ_INVERSE | QZ_NOSCALE), widened(actual), order);
     }
 }
 
@@ -104,13 +80,13 @@ TEST(FftAccuracy, Real) {
         const std::vector<Wide> wide(x.begin(), x.end());
         auto actual = x;
         QZsRealFft(actual.data(), order, QZ_FORWARD);
-        expectNear(fourierSum(wide, 1), unpacked(actual), order);
+        expectNear(fourierSum(wide, QZ_FORWARD), unpacked(actual), order);
         actual = x;
         QZsRealFft(actual.data(), order, QZ_INVERSE);
-        expectNear(scaled(fourierSum(wide, -1), 1.0L / static_cast<long double>(n)), unpacked(actual), order);
+        expectNear(fourierSum(wide, QZ_INVERSE), unpacked(actual), order);
         actual = x;
         QZsRealFft(actual.data(), order, QZ_INVERSE | QZ_NOSCALE);
-        expectNear(fourierSum(wide, -1), unpacked(actual), order);
+        expectNear(fourierSum(wide, QZ_INVERSE | QZ_NOSCALE), unpacked(actual), order);
     }
 }
 
@@ -123,13 +99,13 @@ TEST(FftAccuracy, Ccs) {
         const auto wide = [](const std::vector<float> &x) { return std::vector<Wide>(x.begin(), x.end()); };
         auto actual = packed;
         QZsCcsFft(actual.data(), order, QZ_FORWARD);
-        expectNear(fourierSum(spectrum, 1), wide(actual), order);
+        expectNear(fourierSum(spectrum, QZ_FORWARD), wide(actual), order);
         actual = packed;
         QZsCcsFft(actual.data(), order, QZ_INVERSE);
-        expectNear(scaled(fourierSum(spectrum, -1), 1.0L / static_cast<long double>(n)), wide(actual), order);
+        expectNear(fourierSum(spectrum, QZ_INVERSE), wide(actual), order);
         actual = packed;
         QZsCcsFft(actual.data(), order, QZ_INVERSE | QZ_NOSCALE);
-        expectNear(fourierSum(spectrum, -1), wide(actual), order);
+        expectNear(fourierSum(spectrum, QZ_INVERSE | QZ_NOSCALE), wide(actual), order);
     }
 }
 

@@ -3,6 +3,7 @@
 // Bound: the float transform is off by at most order * 2^-23 of the whole vector's norm (see the float
 // transforms' own test), and truncation changes a value by less than one unit.
 #include "qzk.h"
+#include "reference/fourier_sum.hpp"
 #include "support/random.hpp"
 
 #include <gtest/gtest.h>
@@ -10,29 +11,13 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
-#include <numbers>
 #include <vector>
 
 namespace qzk::test {
 namespace {
 
-using Wide = std::complex<long double>;
-
-std::vector<Wide> fourierSum(const std::vector<Wide> &x, int flags) {
-    const std::size_t n = x.size();
-    const int sign = flags == QZ_FORWARD ? -1 : 1;
-    const long double factor = flags == QZ_INVERSE ? 1.0L / static_cast<long double>(n) : 1.0L;
-    std::vector<Wide> roots(n), result(n);
-    for (std::size_t k = 0; k < n; ++k)
-        roots[k] = std::polar<long double>(1, sign * 2 * std::numbers::pi_v<long double> *
-                                                  static_cast<long double>(k) / static_cast<long double>(n));
-    for (std::size_t k = 0; k < n; ++k) {
-        for (std::size_t j = 0; j < n; ++j)
-            result[k] += x[j] * roots[j * k % n];
-        result[k] *= factor;
-    }
-    return result;
-}
+using reference::fourierSum;
+using reference::Wide;
 
 std::vector<long double> complexSum(const std::vector<int16_t> &data, int flags) {
     std::vector<Wide> x(data.size() / 2);
@@ -53,16 +38,8 @@ std::vector<long double> realSum(const std::vector<int16_t> &data, int flags) {
 }
 
 std::vector<long double> ccsSum(const std::vector<int16_t> &data, int flags) {
-    const std::size_t n = data.size();
-    std::vector<Wide> spectrum(n);
-    spectrum[0] = data[0];
-    spectrum[n / 2] = data[1];
-    for (std::size_t k = 1; k < n / 2; ++k) {
-        spectrum[k] = {static_cast<long double>(data[2 * k]), static_cast<long double>(data[2 * k + 1])};
-        spectrum[n - k] = std::conj(spectrum[k]);
-    }
     std::vector<long double> result;
-    for (const Wide &value : fourierSum(spectrum, flags))
+    for (const Wide &value : fourierSum(reference::unpacked(data), flags))
         result.push_back(value.real());
     return result;
 }
