@@ -352,8 +352,8 @@ double sumOfFloats(Source<float> src, size_t n) {
         }
         const auto largest = static_cast<double>(__builtin_bit_cast(float, block.largest));
         const auto exact = __builtin_bit_cast(double, static_cast<uint64_t>(bias + 53 + grain) << 52);
-        // Nor are infinities and not-a-numbers below it.
-        if (!(before + largest * static_cast<double>(length / places) < exact)) break;
+        // Infinities are above any bound; with a not-a-number the order does not matter.
+        if (before + largest * static_cast<double>(length / places) >= exact) break;
         sums += block.sums;
         i -= length;
     }
