@@ -2222,9 +2222,9 @@ QZK_API void QZsMLPerceptron(int32_t nInputs, const float *input, int32_t nLayer
 /**
  * @brief Activations of the last layer of a 16-bit network.
  *
- * Products, sums and activations are formed in double, the sums from the first input to the last; the logistic
- * function in extended precision. The activations are converted with QZdwbConvertDown(), which sets the
- * output's scale factor and may report more.
+ * Products, sums and activations are formed in double, the sums from the first input to the last; the
+ * logistic function in extended precision. The activations are converted with QZdwbConvertDown(), which sets
+ * the output's scale factor and may report more.
  * @param nInputs number of inputs; 0 or less: every sum is 0
  * @param inputScale the inputs stand for their value times 2^inputScale; -64 to 64
  * @param input `nInputs` values
