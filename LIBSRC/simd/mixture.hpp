@@ -42,7 +42,24 @@ struct MixtureKernels : MixtureKernelsOf<float>, MixtureKernelsOf<std::int16_t> 
 
 namespace plain {
 void install(MixtureKernels &kernels);
-}
+
+/// The definition.
+std::size_t evaluate(const Mixture<float> *mixtures, std::size_t count, const float *x, std::size_t dim,
+                     double *values);
+std::size_t evaluate(const Mixture<std::int16_t> *mixtures, std::size_t count, const std::int16_t *x,
+                     std::size_t dim, double *values);
+
+// For processors that compute in extended precision, which evaluate() sees to.
+
+/// The exponent -q[m] / 2 as the sum of two doubles.
+void exponentOf(const Mixture<float> &mixture, std::size_t m, const float *x, std::size_t dim, double &hi,
+                double &lo);
+void exponentOf(const Mixture<std::int16_t> &mixture, std::size_t m, const std::int16_t *x, std::size_t dim,
+                double &hi, double &lo);
+
+/// hi + lo = -0.5 forms[i] scale.
+void scaleForms(const double *forms, std::size_t n, double scale, double *hi, double *lo);
+} // namespace plain
 namespace sse2 {
 void install(MixtureKernels &kernels);
 }

@@ -45,16 +45,20 @@ Extended lookedUp(const ExponentialTables &tables, Extended exponent) {
     return static_cast<Extended>(tables.integral[whole]) * tables.fractional[thousandths];
 }
 
+template <class T>
+Extended exponentOfComponent(const Mixture<T> &mixture, size_t m, const T *x, size_t dim) {
+    const T *const mean = mixture.means[m];
+    const Extended form = mixture.inverseCovD != nullptr ? diagonalForm(x, mean, mixture.inverseCovD[m], dim)
+                                                         : fullForm(x, mean, mixture.inverseCov[m], dim);
+    return -0.5L * form * mixture.scale;
+}
+
 /// False if an exponent that is to be looked up is positive.
 template <class T>
 bool evaluateOne(const Mixture<T> &mixture, const T *x, size_t dim, double &value) {
     double sum = 0.0;
     for (size_t m = 0; m < mixture.components; ++m) {
-        const T *const mean = mixture.means[m];
-        const Extended form = mixture.inverseCovD != nullptr
-                                  ? diagonalForm(x, mean, mixture.inverseCovD[m], dim)
-                                  : fullForm(x, mean, mixture.inverseCov[m], dim);
-        const Extended exponent = -0.5L * form * mixture.scale;
+        const Extended exponent = exponentOfComponent(mixture, m, x, dim);
         if (mixture.tables != nullptr && exponent > 0) return false;
         const Extended power =
             mixture.tables != nullptr ? lookedUp(*mixture.tables, exponent) : exponential(exponent);
@@ -73,14 +77,41 @@ template <class T>
     return i;
 }
 
-template <class T>
-size_t evaluate(const Mixture<T> *mixtures, size_t count, const T *x, size_t dim, double *values) {
-    const ExtendedPrecision precision;
-    return evaluateAll(mixtures, count, x, dim, values);
+/// The 64 bits of a value in two doubles.
+void split(Extended value, double &hi, double &lo) {
+    hi = static_cast<double>(value);
+    lo = static_cast<double>(value - hi);
 }
 
 } // namespace
 
-void plain::install(MixtureKernels &kernels) { kernels = {{evaluate<float>}, {evaluate<int16_t>}}; }
+size_t plain::evaluate(const Mixture<float> *mixtures, size_t count, const float *x, size_t dim,
+                       double *values) {
+    const ExtendedPrecision precision;
+    return evaluateAll(mixtures, count, x, dim, values);
+}
+
+size_t plain::evaluate(const Mixture<int16_t> *mixtures, size_t count, const int16_t *x, size_t dim,
+                       double *values) {
+    const ExtendedPrecision precision;
+    return evaluateAll(mixtures, count, x, dim, values);
+}
+
+void plain::exponentOf(const Mixture<float> &mixture, size_t m, const float *x, size_t dim, double &hi,
+                       double &lo) {
+    split(exponentOfComponent(mixture, m, x, dim), hi, lo);
+}
+
+void plain::exponentOf(const Mixture<int16_t> &mixture, size_t m, const int16_t *x, size_t dim, double &hi,
+                       double &lo) {
+    split(exponentOfComponent(mixture, m, x, dim), hi, lo);
+}
+
+void plain::scaleForms(const double *forms, size_t n, double scale, double *hi, double *lo) {
+    for (size_t m = 0; m < n; ++m)
+        split(-0.5L * forms[m] * scale, hi[m], lo[m]);
+}
+
+void plain::install(MixtureKernels &kernels) { kernels = {{plain::evaluate}, {plain::evaluate}}; }
 
 } // namespace qzk::simd

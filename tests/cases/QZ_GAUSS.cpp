@@ -493,6 +493,7 @@ std::uint16_t controlWord() {
 void setControlWord(std::uint16_t control) { __asm__ volatile("fnclex; fldcw %0" : : "m"(control)); }
 
 TEST(Mixtures, DoNotDependOnThePrecisionThatTheProcessHasChosen) {
+    RecordedReports reports;
     Random random;
     const auto made = randomMixture<float>(random, Kind::flat, false, 9, 31);
     const auto full = randomMixture<float>(random, Kind::flat, true, 3, 9);

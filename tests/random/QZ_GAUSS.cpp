@@ -44,6 +44,7 @@ TEST(RandomMixtures, FullWordsFromTables) { compare<int16_t>(true, true, 30); }
 
 TEST(RandomMixtures, WordsAreConvertedLast) {
     if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    RecordedReports reports;
     Random random;
     for (int round = 0; round < 60; ++round) {
         const auto made = randomMixture<int16_t>(random, Kind::flat, false, 5, 13);

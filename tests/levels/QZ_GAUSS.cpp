@@ -1,0 +1,182 @@
+// Every level of the mixture kernels against the definition, bit for bit, and how often they leave a mixture
+// to it.
+#include "simd/kernels.hpp"
+#include "support/bits.hpp"
+#include "support/levels.hpp"
+#include "support/mixtures.hpp"
+#include "support/reports.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+// The linker sends the calls of the exponential in extended precision, which only the definition makes, here.
+extern "C" {
+long double __real__ZN3qzk11exponentialEe(long double x);
+long double __wrap__ZN3qzk11exponentialEe(long double x);
+}
+
+namespace qzk::test {
+namespace {
+
+int definitionsOfExponentials = 0;
+
+} // namespace
+} // namespace qzk::test
+
+long double __wrap__ZN3qzk11exponentialEe(long double x) {
+    ++qzk::test::definitionsOfExponentials;
+    return __real__ZN3qzk11exponentialEe(x);
+}
+
+namespace qzk::test {
+namespace {
+
+class MixtureLevels : public LevelTest {};
+INSTANTIATE_TEST_SUITE_P(Levels, MixtureLevels, testing::ValuesIn(availableLevels()), levelTestName);
+
+template <class T>
+double valueAt(simd::Level level, const MixtureCase<T> &made, bool tables) {
+    const ScopedLevel scoped(level);
+    const Server<T> server(made.model, tables, made.scale);
+    return server.at(made.x);
+}
+
+template <class T>
+void expectPlain(simd::Level level, const MixtureCase<T> &made, const char *what) {
+    for (const bool tables : {false, true}) {
+        QZSetStatus(QZ_StsOk);
+        const double expected = valueAt(simd::Level::plain, made, tables);
+        QZSetStatus(QZ_StsOk);
+        const double actual = valueAt(level, made, tables);
+        ASSERT_TRUE(sameBits(expected, actual))
+            << std::hexfloat << "expected " << expected << ", got " << actual << ", " << what << ", "
+            << made.model.weights.size() << " components of " << made.x.size() << ", seed " << seed();
+    }
+}
+
+template <class T>
+void compareLengths(simd::Level level, bool full) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    RecordedReports reports;
+    Random random;
+    // Short lengths with every kind, others with one that changes from length to length.
+    for (std::size_t dim = 0; dim <= (full ? 40u : 3000u); dim = dim < 130 ? dim + 1 : dim * 4 + 5)
+        for (const Kind kind : kinds)
+            if (dim < 20 || (dim + static_cast<std::size_t>(kind)) % 6 == dim / 6 % 6) {
+                expectPlain(level, randomMixture<T>(random, kind, full, 1 + random.index(4), dim),
+                            std::to_string(static_cast<int>(kind)).c_str());
+                ASSERT_FALSE(testing::Test::HasFatalFailure());
+            }
+}
+
+TEST_P(MixtureLevels, DiagonalFloats) { compareLengths<float>(GetParam(), false); }
+TEST_P(MixtureLevels, DiagonalWords) { compareLengths<int16_t>(GetParam(), false); }
+TEST_P(MixtureLevels, FullFloats) { compareLengths<float>(GetParam(), true); }
+TEST_P(MixtureLevels, FullWords) { compareLengths<int16_t>(GetParam(), true); }
+
+TEST_P(MixtureLevels, ManyComponents) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    RecordedReports reports;
+    Random random;
+    for (const std::size_t components : {15u, 16u, 17u, 255u, 256u, 257u}) {
+        expectPlain(GetParam(), randomMixture<float>(random, Kind::clusters, false, components, 5), "floats");
+        expectPlain(GetParam(), randomMixture<int16_t>(random, Kind::flat, false, components, 5), "words");
+    }
+}
+
+TEST_P(MixtureLevels, WordsAtTheEndsOfTheirRange) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    RecordedReports reports;
+    for (const std::size_t dim : {1u, 63u, 64u, 65u, 1000u})
+        for (const int inverse : {32767, -32768, 1}) {
+            const auto weight = static_cast<int16_t>(inverse);
+            MixtureCase<int16_t> made;
+            made.model = {{32767, -32768},
+                          {std::vector<int16_t>(dim, -32768), std::vector<int16_t>(dim, 32767)},
+                          {std::vector<int16_t>(dim, weight), std::vector<int16_t>(dim, weight)},
+                          {}};
+            made.x.assign(dim, 32767);
+            for (const std::int32_t scale : {-60, -50, -44, -30}) {
+                made.scale = scale;
+                expectPlain(GetParam(), made, "extremes");
+            }
+        }
+}
+
+// Values within the bounds of a rounding boundary: components that add up to a middle between two doubles.
+TEST_P(MixtureLevels, SumsAtRoundingBoundaries) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    RecordedReports reports;
+    Random random;
+    for (int round = 0; round < 60; ++round) {
+        MixtureCase<float> made;
+        const auto tiny = static_cast<float>(std::ldexp(random.real(1.0, 2.0), -60));
+        made.model = {{1.0f, 0x1p-53f, round % 2 == 0 ? tiny : -tiny}, {{0}, {0}, {0}}, {}, {}};
+        made.model.diagonals = {{0.0f}, {0.0f}, {static_cast<float>(random.real(0.0, 20.0))}};
+        made.x = {1.0f};
+        expectPlain(GetParam(), made, "boundary");
+        // One unit of the exponent's 64 bits moves such a value across.
+        made.model.weights = {1.0f, round % 2 == 0 ? 0x1.002p-53f : 0x1.006p-53f};
+        made.model.diagonals = {{0.0f}, {static_cast<float>(std::ldexp(random.real(-1.0, 1.0), -62))}};
+        expectPlain(GetParam(), made, "boundary of one");
+    }
+}
+
+TEST_P(MixtureLevels, SumsAtRoundingBoundariesAreLeftToTheDefinition) {
+    // e^(2^-64 + 2^-84) lies just above the middle between 1 and 1 + 2^-63, and 1 + 2^-53 + 2^-64 is the
+    // middle between two values of 64 bits, the lower one of which is the middle between two doubles.
+    const Model<float> model = {{1.0f, 0x1.002p-53f}, {{0}, {0}}, {{0}, {-0x1.00001p-63f}}, {}};
+    const Server<float> server(model);
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    definitionsOfExponentials = 0;
+    EXPECT_EQ(1.0 + 0x1p-52, server.at({1}));
+    EXPECT_EQ(2, definitionsOfExponentials);
+}
+
+template <class T>
+void expectFewDefinitions(bool full) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    Random random;
+    constexpr int mixtures = 1000, components = 8;
+    definitionsOfExponentials = 0;
+    for (int i = 0; i < mixtures; ++i) {
+        const Kind kind = i % 2 == 0 ? Kind::clusters : Kind::flat;
+        const auto made = randomMixture<T>(random, kind, full, components, full ? 7 : 20);
+        Server<T>(made.model, false, made.scale).at(made.x);
+    }
+    EXPECT_GT(mixtures / 50, definitionsOfExponentials / components) << "seed " << seed();
+}
+
+TEST_P(MixtureLevels, LeaveFewMixturesToTheDefinition) {
+    if (GetParam() == simd::Level::plain) GTEST_SKIP() << "this is the definition";
+    expectFewDefinitions<float>(false);
+    expectFewDefinitions<float>(true);
+    expectFewDefinitions<int16_t>(false);
+    expectFewDefinitions<int16_t>(true);
+}
+
+TEST_P(MixtureLevels, OperandsOfAnyAddress) {
+    Random random;
+    const auto made = randomMixture<float>(random, Kind::flat, false, 3, 21);
+    std::vector<char> bytes(8 * 22 * sizeof(float));
+    const auto misplaced = [&](std::size_t slot, const std::vector<float> &values) {
+        char *const at = bytes.data() + slot * 22 * sizeof(float) + 1;
+        std::memcpy(at, values.data(), values.size() * sizeof(float));
+        return reinterpret_cast<const float *>(at);
+    };
+    const float *const means[] = {misplaced(0, made.model.means[0]), misplaced(1, made.model.means[1]),
+                                  misplaced(2, made.model.means[2])};
+    const float *const diagonals[] = {misplaced(3, made.model.diagonals[0]),
+                                      misplaced(4, made.model.diagonals[1]),
+                                      misplaced(5, made.model.diagonals[2])};
+    auto *const server =
+        QZsInitGaussMixServer(misplaced(6, made.model.weights), means, nullptr, diagonals, nullptr, 3, 0);
+    EXPECT_EQ(Server<float>(made.model).at(made.x), QZsEvalGaussMix(server, misplaced(7, made.x), 21));
+    QZsFreeGaussMixServer(server);
+}
+
+} // namespace
+} // namespace qzk::test
