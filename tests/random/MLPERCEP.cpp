@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 // The linker sends the library's calls here (--wrap).
@@ -99,6 +100,29 @@ TEST_P(PerceptronLevels, WholeRangeOfSums) {
     }
 }
 
+// The magnitudes of several units' weights are collected together. A not-a-number of one unit, be it quiet or
+// signalling, must not hide that another unit's terms cancel.
+TEST_P(PerceptronLevels, NotANumberHidesNoCancellation) {
+    constexpr std::size_t n = 24, nUnits = 40;
+    constexpr float quiet = std::numeric_limits<float>::quiet_NaN(),
+                    signalling = std::numeric_limits<float>::signaling_NaN();
+    for (const float nan : {quiet, signalling})
+        for (std::size_t distance = 1; distance <= 32; distance *= 2) {
+            std::vector<float> weights(n * nUnits, 0x1p-10f);
+            for (std::size_t unit = 0; unit < nUnits; ++unit) {
+                float *const w = weights.data() + unit * n;
+                if (unit % (2 * distance) < distance) {
+                    w[0] = 0x1p55f;
+                    w[8] = 1;
+                    w[16] = -0x1p55f;
+                } else {
+                    w[0] = nan;
+                }
+            }
+            compareFloats(std::vector<float>(n, 1.0f), {nUnits}, weights);
+        }
+}
+
 // Close to 0 the function is 1/2 + s/4: these sums lie by middles between two floats.
 TEST_P(PerceptronLevels, MiddlesBetweenFloatsAreLeftToTheDefinition) {
     std::vector<float> weights;
@@ -136,6 +160,37 @@ TEST_P(PerceptronLevels, LayersOfWords) {
         const std::vector<int32_t> sizes = {static_cast<int32_t>(nUnits)};
         EXPECT_TRUE(sameBits(reference::perceptron(input, sizes, weights, 0x1p-12), output.values()));
         EXPECT_TRUE(output.intact());
+    }
+}
+
+// One input of 1 and one weight of 1: activations of any sums. Those of exponents that leave a large rest
+// behind the reduced argument are the hardest.
+TEST_P(PerceptronLevels, ActivationsOfWordsOverTheWholeRange) {
+    Random random;
+    constexpr double ln2 = 0x1.62e42fefa39efp-1;
+    const int16_t weight = 1;
+    const std::vector<int32_t> sizes = {1};
+    for (int round = 0; round < 40000; ++round) {
+        double sum = 0.0;
+        switch (round % 4) {
+        case 0: // the edges of reduction
+            sum = (static_cast<double>(random.integer(-1010, 200)) + 0.5) * ln2;
+            sum *= 1.0 + 0x1p-30 * static_cast<double>(random.integer(-1000, 1000));
+            break;
+        case 1:
+            sum = random.reals<double>(1, -800, 50)[0];
+            break;
+        case 2:
+            sum = random.reals<double>(1, -40, 40)[0];
+            break;
+        default:
+            sum = std::ldexp(random.reals<double>(1, -1, 1)[0], -static_cast<int>(random.index(60)));
+            break;
+        }
+        double output = -7;
+        simd::kernels().perceptron.layerOfWords(&sum, 1, &weight, 1.0, 1, &output);
+        ASSERT_EQ(reference::perceptron({sum}, sizes, {weight}, 1.0)[0], output)
+            << sum << ", seed " << seed();
     }
 }
 
