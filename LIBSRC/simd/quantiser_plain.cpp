@@ -8,11 +8,13 @@
 namespace qzk::simd {
 namespace {
 
-void storeDistance(float *to, double distance) { *to = static_cast<float>(distance); }
-
-void storeDistance(std::int32_t *to, double distance) {
-    constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
-    *to = distance < largest ? static_cast<std::int32_t>(distance) : largest;
+template <class Distance>
+Distance stored(double distance) {
+    if constexpr (std::is_same_v<Distance, std::int32_t>) {
+        constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
+        if (!(distance < largest)) return largest;
+    }
+    return static_cast<Distance>(distance);
 }
 
 template <class T>
@@ -25,7 +27,7 @@ void codeDistances(const T *x, std::size_t dim, const T *codebook, std::size_t n
                 static_cast<double>(elementAt(x, i)) - static_cast<double>(elementAt(codebook, k * dim + i));
             sum += d * d;
         }
-        storeDistance(distances + k, root ? std::sqrt(sum) : sum);
+        setElement(distances, k, stored<CodeDistance<T>>(root ? std::sqrt(sum) : sum));
     }
 }
 
