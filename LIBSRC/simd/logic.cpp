@@ -1,4 +1,5 @@
 #include "simd/logic.hpp"
+#include "simd/bit_shift.hpp"
 #include "simd/logic_operations.hpp"
 #include "simd/vec.hpp"
 
@@ -10,43 +11,6 @@ using std::uint16_t;
 using std::uint32_t;
 using std::uint64_t;
 using std::uint8_t;
-
-// There are no shifts of bytes: lanes of 16 bits are the smallest that shift.
-typedef uint16_t Bytes16 __attribute__((vector_size(16)));
-
-template <class T>
-struct Load {
-    [[gnu::always_inline]] T operator()(const uint8_t *from) const {
-        T word;
-        __builtin_memcpy(&word, from, sizeof word);
-        return word;
-    }
-};
-
-/// The pattern repeated, or its first bytes, as a word of T.
-template <class T>
-QZK_INLINE T repeated(uint32_t pattern) {
-    if constexpr (sizeof(T) <= sizeof pattern) {
-        return static_cast<T>(pattern);
-    } else if constexpr (sizeof(T) == sizeof(uint64_t)) {
-        return pattern * uint64_t{0x100000001};
-    } else {
-        typedef uint32_t Words __attribute__((vector_size(sizeof(T))));
-        return (T)(pattern - Words{});
-    }
-}
-
-/// The bits of a run moved to the left by 1 to 7, all bytes of a word at once.
-struct BitShift {
-    unsigned left;
-
-    template <class T>
-    [[gnu::always_inline]] T operator()(T earlier, T later) const {
-        const T fromEarlier = repeated<T>((0xFFu << left & 0xFFu) * 0x01010101u);
-        return static_cast<T>((static_cast<T>(earlier << left) & fromEarlier) |
-                              (static_cast<T>(later >> (8 - left)) & ~fromEarlier));
-    }
-};
 
 // The blocks below tell what goes to dst[i], dst[i + 1]...: from(i) moves the place, at(load, j) gives the
 // word of the loader's width at j, a multiple of four.
@@ -90,11 +54,6 @@ struct ShiftBlock {
         return Operation::combine(shift(source.read(load, j), source.read(load, j + 1)), load(dst + j));
     }
 };
-
-template <class T>
-QZK_INLINE void put(uint8_t *dst, T word) {
-    __builtin_memcpy(dst, &word, sizeof word);
-}
 
 /// n bytes, between one and two words of T.
 template <class T, class Block>
