@@ -9,6 +9,7 @@ using std::int16_t;
 using std::int32_t;
 using std::int8_t;
 using std::size_t;
+using std::uint16_t;
 using std::uint8_t;
 
 QZK_INLINE Integers raw(Bytes v) { return (Integers)v; }
@@ -21,24 +22,32 @@ struct Products {
 
 template <class T>
 QZK_INLINE Products products(Bytes a, Bytes b) {
-    const Words oddA = (Words)a & splat<std::uint16_t>(0xFF00),
-                oddB = (Words)b & splat<std::uint16_t>(0xFF00);
+    const Words oddA = (Words)a & splat<uint16_t>(0xFF00), oddB = (Words)b & splat<uint16_t>(0xFF00);
     if constexpr (std::is_signed_v<T>) {
         // The upper half of (256 a) (256 b) is a b.
         return {(Words)QZK_INTRINSIC(mulhi_epi16)(raw((Words)a << 8), raw((Words)b << 8)),
                 (Words)QZK_INTRINSIC(mulhi_epi16)(raw(oddA), raw(oddB))};
     } else {
-        return {((Words)a & splat<std::uint16_t>(0xFF)) * ((Words)b & splat<std::uint16_t>(0xFF)),
+        return {((Words)a & splat<uint16_t>(0xFF)) * ((Words)b & splat<uint16_t>(0xFF)),
                 (Words)QZK_INTRINSIC(mulhi_epu16)(raw(oddA), raw(oddB))};
     }
+}
+
+/// The even bytes of one vector with the odd bytes of another.
+QZK_INLINE Bytes alternating(Words even, Words odd) {
+#if QZK_SIMD_LEVEL == 3
+    return (Bytes)_mm512_mask_blend_epi8(0xAAAAAAAAAAAAAAAA, raw(even), raw(odd));
+#else
+    return (Bytes)((even & splat<uint16_t>(0xFF)) | (odd & splat<uint16_t>(0xFF00)));
+#endif
 }
 
 /// The low bytes of two vectors of words, alternating.
 QZK_INLINE Bytes lowBytes(Words even, Words odd) {
 #if QZK_SIMD_LEVEL == 3
-    return (Bytes)_mm512_mask_blend_epi8(0xAAAAAAAAAAAAAAAA, raw(even), raw(odd << 8));
+    return alternating(even, odd << 8);
 #else
-    return (Bytes)((even & splat<std::uint16_t>(0xFF)) | odd << 8);
+    return (Bytes)((even & splat<uint16_t>(0xFF)) | odd << 8);
 #endif
 }
 
@@ -51,32 +60,70 @@ QZK_INLINE Words lesser(Words a, Words b) {
 #endif
 }
 
+// Nibbles stay packed where carries can be kept from the upper neighbour, else they are computed in bytes.
+
+QZK_INLINE Bytes highNibbles(Bytes v) { return v & splat<uint8_t>(0xF0); }
+QZK_INLINE Bytes lowNibbles(Bytes v) { return v & splat<uint8_t>(0x0F); }
+
+/// The nibbles of a vector of bytes, each lane one.
+struct NibblePairs {
+    Bytes high, low;
+};
+
+QZK_INLINE NibblePairs unpacked(Bytes v) { return {lowNibbles((Bytes)((Words)v >> 4)), lowNibbles(v)}; }
+
+/// Packs the low halves of two vectors of bytes.
+QZK_INLINE Bytes packed(Bytes high, Bytes low) { return halves((Bytes)((Words)high << 4), low); }
+
 // Results reduced to the element.
 
 template <class T>
 QZK_INLINE Lanes<T> wrapped(Add, Lanes<T> a, Lanes<T> b) {
-    return a + b;
+    if constexpr (std::is_same_v<T, Nibble>)
+        return halves(highNibbles(a) + b, a + b);
+    else
+        return a + b;
 }
 template <class T>
 QZK_INLINE Lanes<T> wrapped(Subtract, Lanes<T> a, Lanes<T> b) {
-    return b - a;
+    if constexpr (std::is_same_v<T, Nibble>)
+        return halves(b - highNibbles(a), b - a);
+    else
+        return b - a;
 }
 template <class T>
 QZK_INLINE Lanes<T> wrapped(Multiply, Lanes<T> a, Lanes<T> b) {
-    if constexpr (sizeof(T) == 2) {
+    if constexpr (std::is_same_v<T, int16_t> || std::is_same_v<T, uint16_t>) {
         return a * b;
+    } else if constexpr (std::is_same_v<T, Nibble>) {
+        // What is left of a below a nibble would reach into its product; what is above it stays above.
+        const Words x = (Words)a, y = (Words)b;
+        const Words first = (x & splat<uint16_t>(0xFFF0)) * (y >> 4), second = x * y,
+                    third = (x & splat<uint16_t>(0xF000)) * (y >> 12),
+                    fourth = (x & splat<uint16_t>(0xFF00)) * (y >> 8);
+        return halves(alternating(first, third), alternating(second, fourth));
     } else {
         const Words even = (Words)a * (Words)b;
-        const Words odd = ((Words)a >> 8) * ((Words)b & splat<std::uint16_t>(0xFF00));
-        return (Bytes)((even & splat<std::uint16_t>(0xFF)) | odd);
+        const Words odd = ((Words)a & splat<uint16_t>(0xFF00)) * ((Words)b >> 8);
+        return alternating(even, odd);
     }
 }
+
+/// Exact products of nibbles.
+QZK_INLINE NibblePairs nibbleProducts(Bytes a, Bytes b) {
+    const NibblePairs x = unpacked(a), y = unpacked(b);
+    return {wrapped<uint8_t>(Multiply{}, x.high, y.high), wrapped<uint8_t>(Multiply{}, x.low, y.low)};
+}
+
+QZK_INLINE Bytes atMost15(Bytes v) { return (Bytes)QZK_INTRINSIC(min_epu8)(raw(v), raw(splat<uint8_t>(15))); }
 
 // Results clamped to the element's range.
 
 template <class T>
 QZK_INLINE Lanes<T> clamped(Add, Lanes<T> a, Lanes<T> b) {
-    if constexpr (sizeof(T) == 2)
+    if constexpr (std::is_same_v<T, Nibble>)
+        return halves(clamped<uint8_t>(Add{}, highNibbles(a), b), atMost15(lowNibbles(a) + lowNibbles(b)));
+    else if constexpr (sizeof(T) == 2)
         return (Words)QZK_INTRINSIC(adds_epi16)(raw(a), raw(b));
     else if constexpr (std::is_signed_v<T>)
         return (Bytes)QZK_INTRINSIC(adds_epi8)(raw(a), raw(b));
@@ -85,7 +132,10 @@ QZK_INLINE Lanes<T> clamped(Add, Lanes<T> a, Lanes<T> b) {
 }
 template <class T>
 QZK_INLINE Lanes<T> clamped(Subtract, Lanes<T> a, Lanes<T> b) {
-    if constexpr (sizeof(T) == 2)
+    if constexpr (std::is_same_v<T, Nibble>)
+        return halves(clamped<uint8_t>(Subtract{}, highNibbles(a), b),
+                      clamped<uint8_t>(Subtract{}, lowNibbles(a), lowNibbles(b)));
+    else if constexpr (sizeof(T) == 2)
         return (Words)QZK_INTRINSIC(subs_epi16)(raw(b), raw(a));
     else if constexpr (std::is_signed_v<T>)
         return (Bytes)QZK_INTRINSIC(subs_epi8)(raw(b), raw(a));
@@ -95,7 +145,10 @@ QZK_INLINE Lanes<T> clamped(Subtract, Lanes<T> a, Lanes<T> b) {
 template <class T>
 QZK_INLINE Lanes<T> clamped(Multiply, Lanes<T> a, Lanes<T> b) {
     // Unpacking and packing both stay within 16 bytes, so elements come back to their places.
-    if constexpr (sizeof(T) == 2) {
+    if constexpr (std::is_same_v<T, Nibble>) {
+        const auto [high, low] = nibbleProducts(a, b);
+        return packed(atMost15(high), atMost15(low));
+    } else if constexpr (sizeof(T) == 2) {
         const Integers low = QZK_INTRINSIC(mullo_epi16)(raw(a), raw(b));
         const Integers high = QZK_INTRINSIC(mulhi_epi16)(raw(a), raw(b));
         return (Words)QZK_INTRINSIC(packs_epi32)(QZK_INTRINSIC(unpacklo_epi16)(low, high),
@@ -110,7 +163,7 @@ QZK_INLINE Lanes<T> clamped(Multiply, Lanes<T> a, Lanes<T> b) {
         return (Bytes)QZK_INTRINSIC(packs_epi16)(low, high);
     } else {
         const Integers zero = {};
-        const Words highest = splat<std::uint16_t>(255);
+        const Words highest = splat<uint16_t>(255);
         const Words low = (Words)QZK_INTRINSIC(unpacklo_epi8)(raw(a), zero) *
                           (Words)QZK_INTRINSIC(unpacklo_epi8)(raw(b), zero);
         const Words high = (Words)QZK_INTRINSIC(unpackhi_epi8)(raw(a), zero) *
@@ -147,13 +200,18 @@ struct ShiftLeft {
     }
 };
 
+template <class T>
+struct Same {
+    using type = T;
+};
+
 /// Half a sum or difference fits where the whole one may not: a + b = 2 (a & b) + (a ^ b) and
 /// b - a = (a ^ b) - 2 (a & ~b). Halving and then shifting by one less rounds like one shift, downwards.
 template <class Operation, class T>
 struct ShiftRight {
     // The difference of unsigned elements has a sign.
     static constexpr bool isSum = std::is_same_v<Operation, Add>;
-    using Half = std::conditional_t<isSum, T, std::make_signed_t<T>>;
+    using Half = typename std::conditional_t<isSum, Same<T>, std::make_signed<T>>::type;
     RightShift<T> one{1};
     RightShift<Half> rest;
 
@@ -165,7 +223,7 @@ struct ShiftRight {
 
 template <class T>
 struct ShiftRight<Multiply, T> {
-    RightShift<std::conditional_t<std::is_signed_v<T>, int16_t, std::uint16_t>> shift;
+    RightShift<std::conditional_t<std::is_signed_v<T>, int16_t, uint16_t>> shift;
 
     [[gnu::always_inline]] explicit ShiftRight(int32_t count) : shift(count) {}
     [[gnu::always_inline]] Bytes operator()(Bytes a, Bytes b) const {
@@ -174,11 +232,36 @@ struct ShiftRight<Multiply, T> {
     }
 };
 
+/// Half a difference of nibbles and 8 fits as half a sum does, and its highest bit tells the sign the wrong
+/// way round. Of b - a and 16, that is b and the complement of a and 1, it is x + y = 2 (x | y) - (x ^ y).
+template <>
+struct ShiftRight<Subtract, Nibble> {
+    RightShift<Nibble> one{1}, rest;
+    Bytes eight;
+
+    [[gnu::always_inline]] explicit ShiftRight(int32_t count)
+        : rest(count > 4 ? 3 : count - 1), eight(rest(splat<uint8_t>(0x88))) {}
+    [[gnu::always_inline]] Bytes operator()(Bytes a, Bytes b) const {
+        return wrapped<Nibble>(Subtract{}, eight, rest((b | ~a) - one(b ^ ~a)));
+    }
+};
+
+template <>
+struct ShiftRight<Multiply, Nibble> {
+    RightShift<uint8_t> shift;
+
+    [[gnu::always_inline]] explicit ShiftRight(int32_t count) : shift(count) {}
+    [[gnu::always_inline]] Bytes operator()(Bytes a, Bytes b) const {
+        const auto [high, low] = nibbleProducts(a, b);
+        return packed(shift(high), shift(low));
+    }
+};
+
 /// By 1 to 16.
 template <>
 struct ShiftRight<Multiply, int16_t> {
-    RightShift<std::uint16_t> low;
-    LeftShift<std::uint16_t> high;
+    RightShift<uint16_t> low;
+    LeftShift<uint16_t> high;
 
     [[gnu::always_inline]] explicit ShiftRight(int32_t count) : low(count), high(16 - count) {}
     [[gnu::always_inline]] Words operator()(Words a, Words b) const {
@@ -188,7 +271,7 @@ struct ShiftRight<Multiply, int16_t> {
 
 /// By more than 16: of the unsigned product only a part of the upper half is left.
 struct ShiftRightBeyond {
-    RightShift<std::uint16_t> high;
+    RightShift<uint16_t> high;
 
     [[gnu::always_inline]] explicit ShiftRightBeyond(int32_t count) : high(count - 16) {}
     [[gnu::always_inline]] Words operator()(Words a, Words b) const {
@@ -221,49 +304,24 @@ private:
     alignas(QZK_VECTOR_BYTES) T block_[lanesOf<T>];
 };
 
-/// Nibbles seen from whole bytes of the destination. Where they begin in the other half of a byte, a
+/// Nibbles as whole bytes of the destination have them. Where they begin in the other half of a byte, a
 /// destination byte takes the low nibble of one source byte and the high nibble of the next.
-class AlignedNibbles {
+class Realigned {
 public:
-    [[gnu::always_inline]] AlignedNibbles(Operand<uint8_t> bytes, size_t skipped)
-        : bytes_(bytes), next_{bytes.first + skipped, bytes.kept}, toHigh_(shiftCount(skipped == 0 ? 4 : 0)),
-          toLow_(shiftCount(skipped == 0 ? 0 : 4)) {}
-    [[gnu::always_inline]] explicit AlignedNibbles(Source<Nibble> nibbles)
-        : AlignedNibbles(Operand<uint8_t>{nibbles.first}, nibbles.skipped) {}
+    [[gnu::always_inline]] explicit Realigned(Source<Nibble> nibbles)
+        : bytes_(nibbles.first), next_(nibbles.first + nibbles.skipped),
+          count_(shiftCount(nibbles.skipped == 0 ? 0 : 4)) {}
 
-    /// The pairs of the destination bytes from i on.
+    /// The destination bytes from i on.
     template <class Load>
-    [[gnu::always_inline]] NibblePairs at(Load load, size_t i) const {
-        const Bytes nibble = splat<uint8_t>(0x0F);
-        return {(Bytes)QZK_INTRINSIC(srl_epi16)(raw(bytes_.at(load, i)), toHigh_) & nibble,
-                (Bytes)QZK_INTRINSIC(srl_epi16)(raw(next_.at(load, i)), toLow_) & nibble};
+    [[gnu::always_inline]] Bytes at(Load load, size_t i) const {
+        return halves((Bytes)QZK_INTRINSIC(sll_epi16)(raw(load(bytes_ + i)), count_),
+                      (Bytes)QZK_INTRINSIC(srl_epi16)(raw(load(next_ + i)), count_));
     }
 
 private:
-    Operand<uint8_t> bytes_, next_;
-    __m128i toHigh_, toLow_;
-};
-
-/// Both operands of nibbles from element `begin` on, where a destination byte begins.
-class NibbleOperands {
-public:
-    [[gnu::always_inline]] NibbleOperands(const Operands<Nibble> &operands, size_t begin)
-        : a_(operands.scalar
-                 ? AlignedNibbles(scalar_.repeated(static_cast<uint8_t>(operands.a.get(0) * 17)), 0)
-                 : AlignedNibbles(operands.a.from(begin))),
-          b_(operands.b.from(begin)) {}
-    NibbleOperands(const NibbleOperands &) = delete;
-
-    /// The policy's results for both nibbles of the bytes from i on.
-    template <class Load, class Policy>
-    [[gnu::always_inline]] NibblePairs at(Load load, size_t i, Policy policy) const {
-        const NibblePairs x = a_.at(load, i), y = b_.at(load, i);
-        return {policy(x.high, y.high), policy(x.low, y.low)};
-    }
-
-private:
-    Scalar<uint8_t> scalar_;
-    AlignedNibbles a_, b_;
+    const uint8_t *bytes_, *next_;
+    __m128i count_;
 };
 
 /// The loop of a policy. Signed and unsigned elements share it where their results are the same bits.
@@ -285,8 +343,39 @@ template <class Policy, class T>
         });
 }
 
-template <class Policy, class T>
-QZK_INLINE void run(const Operands<T> &operands, int32_t count) {
+template <class Policy>
+[[gnu::noinline]] void runRealigned(Source<Nibble> a, Source<Nibble> b, uint8_t *dst, size_t n, bool apart,
+                                    int32_t count) {
+    const Policy policy(count);
+    const Realigned first(a), second(b);
+    produce(
+        dst, n, apart, [&](auto load, size_t i) __attribute__((always_inline)) {
+            return policy(first.at(load, i), second.at(load, i));
+        });
+}
+
+/// `single` does one nibble, in the bytes that the destination shares.
+template <class Policy, class Single>
+QZK_INLINE void run(const Operands<Nibble> &operands, int32_t count, Single single) {
+    const auto dst = operands.dst;
+    const auto one = [&](size_t i) { dst.set(i, single(operands.aAt(i), operands.bAt(i))); };
+    const WholeBytes whole(dst, operands.n);
+    if (whole.after != 0) one(operands.n - 1);
+    const auto a = operands.aFrom(whole.before), b = operands.b.from(whole.before);
+    uint8_t *const bytes = dst.from(whole.before).first;
+    if (operands.scalar) {
+        const auto pair = static_cast<uint8_t>(a.get(0) * 17);
+        runScalar<Policy, uint8_t>(&pair, bytes, whole.bytes, count);
+    } else if (a.skipped == 0 && b.skipped == 0) {
+        run<Policy, uint8_t>(a.first, b.first, bytes, whole.bytes, operands.apart, count);
+    } else {
+        runRealigned<Policy>(a, b, bytes, whole.bytes, operands.apart, count);
+    }
+    if (whole.before != 0) one(0);
+}
+
+template <class Policy, class T, class Single>
+QZK_INLINE void run(const Operands<T> &operands, int32_t count, Single) {
     using Lane = typename LaneOf<T>::type;
     const auto *const a = reinterpret_cast<const Lane *>(operands.a.first);
     const auto *const b = reinterpret_cast<const Lane *>(operands.b.first);
@@ -295,71 +384,29 @@ QZK_INLINE void run(const Operands<T> &operands, int32_t count) {
     run<Policy, Lane>(a, b, dst, operands.n, operands.apart, count);
 }
 
-/// `single` does one nibble, in the bytes that the destination shares.
-template <class Policy, class Single>
-QZK_INLINE void run(const Operands<Nibble> &operands, Policy policy, Single single) {
-    const auto dst = operands.dst;
-    const auto one = [&](size_t i) { dst.set(i, single(operands.aAt(i), operands.bAt(i))); };
-    const WholeBytes whole(dst, operands.n);
-    if (whole.after != 0) one(operands.n - 1);
-    const NibbleOperands both(operands, whole.before);
-    const auto block = [&](auto load, size_t i) __attribute__((always_inline)) {
-        return packed(both.at(load, i, policy));
-    };
-    produce(dst.from(whole.before).first, whole.bytes, operands.apart, block);
-    if (whole.before != 0) one(0);
-}
-
 /// Nothing is left of any lane after 32 bits.
 QZK_INLINE int32_t laneShift(int32_t shift) {
     return shift > 32 ? 32 : shift < -32 ? 32 : shift < 0 ? -shift : shift;
 }
 
+/// The element whose results reduced to its width are the same bits: signed and unsigned ones share loops.
+template <class T>
+using Unsigned = typename std::conditional_t<std::is_integral_v<T>, std::make_unsigned<T>, Same<T>>::type;
+
 template <class Operation, class T>
 QZK_INLINE void fixed(const Operands<T> &operands, int32_t shift) {
-    using Lane = typename LaneOf<T>::type;
+    const Fixed<Operation, T> single = {shift};
     const int32_t count = laneShift(shift);
-    if (shift == 0) return run<Wrap<Operation, Lane>>(operands, 0);
-    if (shift < 0) return run<ShiftLeft<Operation, Lane>>(operands, count);
+    if (shift == 0) return run<Wrap<Operation, Unsigned<T>>>(operands, 0, single);
+    if (shift < 0) return run<ShiftLeft<Operation, Unsigned<T>>>(operands, count, single);
     if constexpr (std::is_same_v<Operation, Multiply> && std::is_same_v<T, int16_t>)
-        if (shift > 16) return run<ShiftRightBeyond>(operands, count);
-    run<ShiftRight<Operation, T>>(operands, count);
+        if (shift > 16) return run<ShiftRightBeyond>(operands, count, single);
+    run<ShiftRight<Operation, T>>(operands, count, single);
 }
 
 template <class Operation, class T>
 QZK_INLINE void saturated(const Operands<T> &operands) {
-    run<Clamp<Operation, T>>(operands, 0);
-}
-
-// Results of nibbles are exact in bytes, and what leaves their four bits is dropped when they are packed.
-
-template <class Operation>
-QZK_INLINE void fixedNibbles(const Operands<Nibble> &operands, int32_t shift) {
-    using Exact = std::conditional_t<std::is_same_v<Operation, Subtract>, int8_t, uint8_t>;
-    const Fixed<Operation, Nibble> single = {shift};
-    const auto shifted = [&](auto shiftOf) __attribute__((always_inline)) {
-        run(
-            operands,
-            [=](Bytes a, Bytes b)
-                __attribute__((always_inline)) { return shiftOf(wrapped<uint8_t>(Operation{}, a, b)); },
-            single);
-    };
-    if (shift > 0)
-        shifted(RightShift<Exact>(laneShift(shift)));
-    else
-        shifted(LeftShift<uint8_t>(laneShift(shift)));
-}
-
-template <class Operation>
-QZK_INLINE void saturatedNibbles(const Operands<Nibble> &operands) {
-    const auto policy = [](Bytes a, Bytes b) __attribute__((always_inline)) {
-        if constexpr (std::is_same_v<Operation, Subtract>)
-            return clamped<uint8_t>(Operation{}, a, b);
-        else
-            return (Bytes)QZK_INTRINSIC(min_epu8)(raw(wrapped<uint8_t>(Operation{}, a, b)),
-                                                  raw(splat<uint8_t>(15)));
-    };
-    run(operands, policy, Saturated<Operation, Nibble>{});
+    run<Clamp<Operation, T>>(operands, 0, Saturated<Operation, T>{});
 }
 
 // What tells the shift that makes all results fit: bits whose union over all results is enough.
@@ -402,6 +449,32 @@ struct Reach<Multiply, T> {
     [[gnu::always_inline]] int32_t shift() const { return shiftFor<T>(unite(bits)); }
 };
 
+/// The highest bits of halves of sums: those of sums that do not fit.
+template <>
+struct Reach<Add, Nibble> {
+    Bytes excess = {};
+    ShiftRight<Add, Nibble> half{1};
+
+    [[gnu::always_inline]] void add(Bytes a, Bytes b) { excess |= half(a, b); }
+    [[gnu::always_inline]] std::uint32_t bits() const {
+        return (unite((Words)excess) & 0x8888) != 0 ? 16 : 0;
+    }
+};
+
+template <>
+struct Reach<Multiply, Nibble> {
+    Bytes all = {};
+
+    [[gnu::always_inline]] void add(Bytes a, Bytes b) {
+        const auto [high, low] = nibbleProducts(a, b);
+        all |= high | low;
+    }
+    [[gnu::always_inline]] std::uint32_t bits() const {
+        const std::uint32_t pair = unite((Words)all);
+        return (pair | pair >> 8) & 0xFF;
+    }
+};
+
 /// The magnitude bits of products of words, by halves.
 template <>
 struct Reach<Multiply, int16_t> {
@@ -432,18 +505,31 @@ QZK_INLINE int32_t fittingShift(const Operands<T> &operands) {
 
 template <class Operation>
 QZK_INLINE int32_t fittingShiftOfNibbles(const Operands<Nibble> &operands) {
-    const size_t n = operands.n, even = n / 2 * 2;
-    std::uint32_t last = 0;
-    if (even < n) last = magnitudeBits(Operation::exact(operands.aAt(even), operands.bAt(even)));
-    const NibbleOperands both(operands, 0);
-    Bytes bits = {};
-    forVectors<uint8_t>(
-        even / 2, [&](auto load, size_t i) __attribute__((always_inline)) {
-            const auto [high, low] = both.at(load, i, Wrap<Operation, uint8_t>(0));
-            bits |= high | low;
-        });
-    const std::uint32_t all = unite((Words)bits);
-    return shiftFor<Nibble>((all | all >> 8 | last) & 0xFF);
+    const WholeBytes whole(operands.b, operands.n);
+    const auto bitsAt = [&](size_t i) {
+        return magnitudeBits(Operation::exact(operands.aAt(i), operands.bAt(i)));
+    };
+    const std::uint32_t before = whole.before != 0 ? bitsAt(0) : 0;
+    const std::uint32_t after = whole.after != 0 ? bitsAt(operands.n - 1) : 0;
+    const auto a = operands.aFrom(whole.before);
+    const uint8_t *const b = operands.b.from(whole.before).first;
+    Reach<Operation, Nibble> reach;
+    const auto lookAt = [&](auto first) __attribute__((always_inline)) {
+        forVectors<uint8_t>(
+            whole.bytes, [&](auto load, size_t i)
+                             __attribute__((always_inline)) { reach.add(first(load, i), load(b + i)); });
+    };
+    if (operands.scalar) {
+        const Bytes pair = splat(static_cast<uint8_t>(a.get(0) * 17));
+        lookAt([pair](auto, size_t) __attribute__((always_inline)) { return pair; });
+    } else if (a.skipped == 0) {
+        lookAt([a](auto load, size_t i) __attribute__((always_inline)) { return load(a.first + i); });
+    } else {
+        const Realigned realigned(a);
+        lookAt([realigned](auto load, size_t i)
+                   __attribute__((always_inline)) { return realigned.at(load, i); });
+    }
+    return shiftFor<Nibble>(reach.bits() | before | after);
 }
 
 template <class Operation>
@@ -456,19 +542,17 @@ struct Exactly {
 
 template <class Operation>
 QZK_INLINE void floats(const Operands<float> &operands) {
-    run<Exactly<Operation>>(operands, 0);
+    run<Exactly<Operation>>(operands, 0, Operation::template exact<float>);
 }
 
 template <class Operation, class Element>
 void installOperation(ElementKernels<Element> &kernels) {
     auto &forms = kernels.*Operation::template kernels<Element>;
-    if constexpr (std::is_same_v<Element, Nibble>) {
-        forms = {kernelOf<fixedNibbles<Operation>>, kernelOf<saturatedNibbles<Operation>>, nullptr};
-        if constexpr (Operation::template scalesAutomatically<Element>)
+    forms = {kernelOf<fixed<Operation, Element>>, kernelOf<saturated<Operation, Element>>, nullptr};
+    if constexpr (Operation::template scalesAutomatically<Element>) {
+        if constexpr (std::is_same_v<Element, Nibble>)
             forms.fittingShift = kernelOf<fittingShiftOfNibbles<Operation>>;
-    } else {
-        forms = {kernelOf<fixed<Operation, Element>>, kernelOf<saturated<Operation, Element>>, nullptr};
-        if constexpr (Operation::template scalesAutomatically<Element>)
+        else
             forms.fittingShift = kernelOf<fittingShift<Operation, Element>>;
     }
 }

@@ -231,14 +231,14 @@ QZK_INLINE std::uint32_t unite(Words v) {
     return (all | all >> 16) & 0xFFFF;
 }
 
-/// The nibbles of a vector of destination bytes as two vectors, each lane one nibble.
-struct NibblePairs {
-    Bytes high, low;
-};
-
-QZK_INLINE Bytes packed(NibblePairs pairs) {
-    const Bytes high = (Bytes)((Words)pairs.high << 4);
-    return (high & splat<std::uint8_t>(0xF0)) | (pairs.low & splat<std::uint8_t>(0x0F));
+/// The high halves of the bytes of one vector with the low halves of those of another.
+QZK_INLINE Bytes halves(Bytes high, Bytes low) {
+    const Bytes mask = splat<std::uint8_t>(0xF0);
+#if QZK_SIMD_LEVEL == 3
+    return (Bytes)_mm512_ternarylogic_epi64((Integers)mask, (Integers)high, (Integers)low, 0xCA);
+#else
+    return (high & mask) | (low & ~mask);
+#endif
 }
 
 /// The bytes of n nibbles that belong to them with both halves.
