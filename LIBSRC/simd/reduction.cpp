@@ -298,6 +298,7 @@ typedef double Places __attribute__((vector_size(4 * sizeof(double))));
 
 // Floats of a block. Below the least, the additions in order are faster.
 constexpr size_t leastOfBlock = 192, mostOfBlock = 2048, stepOfBlock = 2 * lanesOf<float>;
+static_assert(leastOfBlock >= stepOfBlock);
 
 /// What decides whether the order of its additions shows in the sums of a block.
 struct FloatBlock {

@@ -179,38 +179,49 @@ TEST_P(ReductionLevels, FloatsThatReachTheBound) {
     EXPECT_GT(inexact, 0) << "no order shows";
 }
 
-/// Large elements that take every sum past 2^53, then small odd ones: those lose their last bit there only
-/// where they are added one by one.
-TEST_P(ReductionLevels, FloatsLoseTheirLastBitsOneByOne) {
+/// Large elements that take the sums past 2^53, and odd ones, whose last bits are rounded away there one by
+/// one unless they are added among themselves first.
+TEST_P(ReductionLevels, FloatsRoundTheirLastBitsOneByOne) {
     const SumKernels<float> &plain = plain_, &tested = tested_;
-    constexpr float odd = 0x1p23f + 1;
     const auto compare = [&](const std::vector<float> &src) {
-        for (const int exponent : {0, -120, 80}) {
-            auto scaled = src;
-            for (float &value : scaled)
-                value = std::ldexp(value, exponent);
-            const double expected = plain.sum({scaled.data()}, scaled.size());
-            EXPECT_TRUE(sameBits(expected, tested.sum({scaled.data()}, scaled.size())))
-                << src.size() << " floats, exponent " << exponent;
-            std::int64_t exact = 0;
-            for (const float value : src)
-                exact += static_cast<std::int64_t>(value);
-            EXPECT_NE(std::ldexp(static_cast<double>(exact), exponent), expected) << "nothing is lost";
-        }
+        std::int64_t exact = 0;
+        for (const float value : src)
+            exact += static_cast<std::int64_t>(value);
+        for (const int exponent : {0, -120, 80})
+            for (const float sign : {1.0f, -1.0f}) {
+                auto scaled = src;
+                for (float &value : scaled)
+                    value = std::ldexp(sign * value, exponent);
+                const double expected = plain.sum({scaled.data()}, scaled.size());
+                EXPECT_NE(std::ldexp(sign * static_cast<double>(exact), exponent), expected) << "exact";
+                EXPECT_TRUE(sameBits(expected, tested.sum({scaled.data()}, scaled.size())))
+                    << src.size() << " floats, exponent " << exponent;
+            }
     };
-    // Within one block, whose bound is 2^53 or little more.
-    for (const std::size_t large : {1024u, 1200u, 1366u, 1500u}) {
-        std::vector<float> src(1536, odd);
-        std::fill(src.end() - static_cast<std::ptrdiff_t>(large), src.end(), 0x1p45f);
-        compare(src);
-    }
-    // From block to block, in one place of four only.
-    for (std::size_t place = 0; place < 4; ++place) {
-        std::vector<float> src(4096, odd);
-        std::fill(src.begin() + 2048, src.end(), 0.0f);
-        for (std::size_t i = 2048 + place; i < src.size(); i += 4)
-            src[i] = 0x1p44f - 0x1p20f;
-        compare(src);
+    // The ends of a range of exponents.
+    for (const float odd : {0x1p23f + 1, 0x1p24f - 1}) {
+        // Within one block, whose bound is 2^53 or little more.
+        for (const std::size_t large : {1024u, 1200u, 1366u, 1500u}) {
+            std::vector<float> src(1536, odd);
+            std::fill(src.end() - static_cast<std::ptrdiff_t>(large), src.end(), 0x1p45f);
+            compare(src);
+        }
+        // Within one block, in every other vector.
+        for (const std::size_t lanes : {8u, 16u})
+            for (const std::size_t place : {0u, 1u}) {
+                std::vector<float> src(1536, odd);
+                for (std::size_t i = 0; i < src.size(); ++i)
+                    if (i / lanes % 2 == place) src[i] = 0x1p46f;
+                compare(src);
+            }
+        // From block to block, in one place of four only.
+        for (std::size_t place = 0; place < 4; ++place) {
+            std::vector<float> src(4096, odd);
+            std::fill(src.begin() + 2048, src.end(), 0.0f);
+            for (std::size_t i = 2048 + place; i < src.size(); i += 4)
+                src[i] = 0x1p44f - 0x1p20f;
+            compare(src);
+        }
     }
 }
 
