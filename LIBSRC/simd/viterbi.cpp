@@ -194,25 +194,144 @@ QZK_INLINE Words shiftedIn(Words before, Words v) {
 #endif
 }
 
-/// In place. The states before the first one have the largest bits, which never win: as a float they are a
-/// not-a-number, which the steps of 0 leave as it is.
+/// The vector of new costs of the states whose vector is `now`, in front of which `before` lies. The states
+/// before the first one have the largest bits, which never win: as a float they are a not-a-number, which the
+/// steps of 0 leave as it is.
 template <class Cost>
-QZK_INLINE bool advanceDiagonals(const Frame<Cost> &frame) {
-    const Cost *const stay = frame.model.lanes, *const step = stay + frame.stride,
-                      *const jump = step + frame.stride;
-    Ends<Cost> ends;
-    Words before = splat(largest);
-    for (std::size_t j = 0; j < frame.model.nStates; j += lanes) {
-        const Words now = loadBits(frame.now + j);
-        Words least = Arithmetic<Cost>::step(now, loadBits(stay + j));
-        least = lesser(least, Arithmetic<Cost>::step(shiftedIn<1>(before, now), loadBits(step + j)));
-        least = lesser(least, Arithmetic<Cost>::step(shiftedIn<2>(before, now), loadBits(jump + j)));
-        before = now;
-        const Words costs = Arithmetic<Cost>::output(loadBits(frame.output + j), least);
-        ends.see(costs);
-        storeBits(frame.next + j, costs);
+QZK_INLINE Words advancedDiagonals(const Cost *stay, std::size_t stride, Words before, Words now,
+                                   const Cost *output) {
+    const Cost *const step = stay + stride, *const jump = step + stride;
+    Words least = Arithmetic<Cost>::step(now, loadBits(stay));
+    least = lesser(least, Arithmetic<Cost>::step(shiftedIn<1>(before, now), loadBits(step)));
+    least = lesser(least, Arithmetic<Cost>::step(shiftedIn<2>(before, now), loadBits(jump)));
+    return Arithmetic<Cost>::output(loadBits(output), least);
+}
+
+template <class Cost>
+struct Sequence {
+    const ViterbiModel<Cost> &model;
+    const Cost *const *outputs;
+    const std::int32_t *symbols;
+    std::size_t nFrames;
+};
+
+/// Runs frames until the costs are near an end of the range, in place, and returns how many. These take
+/// `blocks` vectors, which stay in registers.
+template <class Cost, int blocks>
+QZK_INLINE std::size_t runDiagonals(const Sequence<Cost> &run, Cost *costs) {
+    const std::size_t stride = viterbiStride(run.model.nStates);
+    Words now[blocks];
+#pragma GCC unroll 8
+    for (int k = 0; k < blocks; ++k)
+        now[k] = loadBits(costs + static_cast<std::size_t>(k) * lanes);
+    std::size_t t = 0;
+    for (bool near = false; t < run.nFrames && !near; ++t) {
+        const Cost *const output = run.outputs[run.symbols[t]];
+        Ends<Cost> ends;
+        Words before = splat(largest);
+#pragma GCC unroll 8
+        for (int k = 0; k < blocks; ++k) {
+            const std::size_t j = static_cast<std::size_t>(k) * lanes;
+            const Words advanced = advancedDiagonals(run.model.lanes + j, stride, before, now[k], output + j);
+            before = now[k];
+            now[k] = advanced;
+            ends.see(advanced);
+        }
+        near = ends.isNear();
     }
-    return ends.isNear();
+#pragma GCC unroll 8
+    for (int k = 0; k < blocks; ++k)
+        storeBits(costs + static_cast<std::size_t>(k) * lanes, now[k]);
+    return t;
+}
+
+/// The same for any number of states.
+template <class Cost>
+QZK_INLINE std::size_t runLongDiagonals(const Sequence<Cost> &run, Cost *costs) {
+    const std::size_t stride = viterbiStride(run.model.nStates);
+    std::size_t t = 0;
+    for (bool near = false; t < run.nFrames && !near; ++t) {
+        const Cost *const output = run.outputs[run.symbols[t]];
+        Ends<Cost> ends;
+        Words before = splat(largest);
+        for (std::size_t j = 0; j < run.model.nStates; j += lanes) {
+            const Words now = loadBits(costs + j);
+            const Words advanced = advancedDiagonals(run.model.lanes + j, stride, before, now, output + j);
+            before = now;
+            storeBits(costs + j, advanced);
+            ends.see(advanced);
+        }
+        near = ends.isNear();
+    }
+    return t;
+}
+
+template <class Cost>
+std::size_t runBakis(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    switch ((run.model.nStates + lanes - 1) / lanes) {
+    case 1:
+        return runDiagonals<Cost, 1>(run, paths.now);
+    case 2:
+        return runDiagonals<Cost, 2>(run, paths.now);
+    case 3:
+        return runDiagonals<Cost, 3>(run, paths.now);
+    case 4:
+        return runDiagonals<Cost, 4>(run, paths.now);
+    default:
+        return runLongDiagonals(run, paths.now);
+    }
+}
+
+/// One lane of `v` in all of them.
+QZK_INLINE Words lane([[maybe_unused]] Words v, [[maybe_unused]] Words number) {
+#if QZK_SIMD_LEVEL == 2
+    return (Words)_mm256_permutevar8x32_epi32((__m256i)v, (__m256i)number);
+#elif QZK_SIMD_LEVEL == 3
+    return (Words)_mm512_permutexvar_epi32((__m512i)number, (__m512i)v);
+#else
+    return v;
+#endif
+}
+
+/// As runDiagonals, for models whose steps fit one vector.
+template <class Cost, bool leftRight>
+QZK_INLINE std::size_t runOneVector(const Sequence<Cost> &run, Cost *costs) {
+    const std::size_t stride = viterbiStride(run.model.nStates);
+    Words now = loadBits(costs);
+    std::size_t t = 0;
+    for (bool near = false; t < run.nFrames && !near; ++t) {
+        Words number = {};
+        const Cost *row = run.model.lanes;
+        Words least = Arithmetic<Cost>::step(lane(now, number), loadBits(row));
+        for (std::size_t i = 1; i < run.model.nStates; ++i) {
+            number += 1;
+            row += stride;
+            const Words candidate = Arithmetic<Cost>::step(lane(now, number), loadBits(row));
+            least = leftRight ? lesserFrom(i, least, candidate) : lesser(least, candidate);
+        }
+        now = Arithmetic<Cost>::output(loadBits(run.outputs[run.symbols[t]]), least);
+        Ends<Cost> ends;
+        ends.see(now);
+        near = ends.isNear();
+    }
+    storeBits(costs, now);
+    return t;
+}
+
+template <class Cost, bool leftRight>
+std::size_t runColumns(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    constexpr bool permutes = QZK_SIMD_LEVEL > 1;
+    if (permutes && run.model.nStates <= lanes) return runOneVector<Cost, leftRight>(run, paths.now);
+    const std::size_t stride = viterbiStride(run.model.nStates);
+    std::size_t t = 0;
+    for (bool near = false; t < run.nFrames && !near; ++t) {
+        near = advanceFrame<Cost, leftRight>(
+            {run.model, stride, paths.now, run.outputs[run.symbols[t]], paths.next});
+        Cost *const advanced = paths.next;
+        paths.next = paths.now;
+        paths.now = advanced;
+    }
+    return t;
 }
 
 template <class Cost>
@@ -229,45 +348,29 @@ QZK_INLINE const ViterbiKernelsOf<std::int32_t> &definition(const std::int32_t *
     return plain::viterbi.ofWords;
 }
 
-/// `advanceOne` tells whether the new costs are near an end of the range.
-template <class Cost, bool inPlace, class AdvanceOne>
-QZK_INLINE void advanceAll(const ViterbiModel<Cost> &model, ViterbiPaths<Cost> &paths,
-                           const Cost *const *outputs, const std::int32_t *symbols, std::size_t nFrames,
-                           AdvanceOne advanceOne) {
-    const std::size_t stride = viterbiStride(model.nStates);
-    bool near = areNear(paths.now, model.nStates);
-    for (std::size_t t = 0; t < nFrames; ++t) {
-        if (near) [[unlikely]] {
-            definition(paths.now).advance(model, paths, outputs, symbols + t, 1);
-            near = areNear(paths.now, model.nStates);
-            continue;
-        }
-        near = advanceOne(
-            Frame<Cost>{model, stride, paths.now, outputs[symbols[t]], inPlace ? paths.now : paths.next});
-        if constexpr (!inPlace) {
-            Cost *const advanced = paths.next;
-            paths.next = paths.now;
-            paths.now = advanced;
-        }
+template <class Cost>
+std::size_t runFrames(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    switch (run.model.topology) {
+    case ViterbiTopology::leftRight:
+        return runColumns<Cost, true>(run, paths);
+    case ViterbiTopology::bakis:
+        return runBakis(run, paths);
+    default:
+        return runColumns<Cost, false>(run, paths);
     }
 }
 
 template <class Cost>
 void advance(const ViterbiModel<Cost> &model, ViterbiPaths<Cost> &paths, const Cost *const *outputs,
              const std::int32_t *symbols, std::size_t nFrames) {
-    switch (model.topology) {
-    case ViterbiTopology::general:
-        return advanceAll<Cost, false>(model, paths, outputs, symbols, nFrames,
-                                       [](const Frame<Cost> &f)
-                                           QZK_INLINED { return advanceFrame<Cost, false>(f); });
-    case ViterbiTopology::leftRight:
-        return advanceAll<Cost, false>(model, paths, outputs, symbols, nFrames,
-                                       [](const Frame<Cost> &f)
-                                           QZK_INLINED { return advanceFrame<Cost, true>(f); });
-    case ViterbiTopology::bakis:
-        return advanceAll<Cost, true>(model, paths, outputs, symbols, nFrames,
-                                      [](const Frame<Cost> &f)
-                                          QZK_INLINED { return advanceDiagonals<Cost>(f); });
+    while (nFrames > 0) {
+        std::size_t done = 1;
+        if (areNear(paths.now, model.nStates)) [[unlikely]]
+            definition(paths.now).advance(model, paths, outputs, symbols, done);
+        else
+            done = runFrames<Cost>({model, outputs, symbols, nFrames}, paths);
+        symbols += done;
+        nFrames -= done;
     }
 }
 
