@@ -6,10 +6,6 @@
 
 // Vectors run over the target states and read the rows of `lanes`. The least of all sums does not depend on
 // their order, as equal costs have equal bits. Costs are handled as their bits.
-//
-// Saturation would cost more than everything else: as long as all path costs keep away from the ends of the
-// range by as much as a step can add, plain additions are the same; a frame in which one does not runs the
-// definition. The costs of the outputs are always added with saturation.
 namespace qzk::simd {
 namespace {
 
@@ -23,16 +19,14 @@ QZK_INLINE Words lesser(Words a, Words b) {
     const Words less = a < b;
     return (a & less) | (b & ~less);
 }
-QZK_INLINE bool any(Words mask) { return _mm_movemask_epi8((__m128i)mask) != 0; }
+QZK_INLINE bool anySign(Words v) { return _mm_movemask_ps((__m128)v) != 0; }
 #elif QZK_SIMD_LEVEL == 2
 QZK_INLINE Words lesser(Words a, Words b) { return (Words)_mm256_min_epi32((__m256i)a, (__m256i)b); }
-QZK_INLINE bool any(Words mask) { return _mm256_movemask_epi8((__m256i)mask) != 0; }
+QZK_INLINE bool anySign(Words v) { return _mm256_movemask_ps((__m256)v) != 0; }
 #else
 QZK_INLINE Words lesser(Words a, Words b) { return (Words)_mm512_min_epi32((__m512i)a, (__m512i)b); }
-QZK_INLINE bool any(Words mask) { return _mm512_test_epi32_mask((__m512i)mask, (__m512i)mask) != 0; }
+QZK_INLINE bool anySign(Words v) { return _mm512_movepi32_mask((__m512i)v) != 0; }
 #endif
-
-QZK_INLINE Words select(Words mask, Words yes, Words no) { return (yes & mask) | (no & ~mask); }
 
 template <class Cost>
 QZK_INLINE Words loadBits(const Cost *from) {
@@ -51,134 +45,233 @@ QZK_INLINE Words splatBits(const Cost *from) {
     return splat(word);
 }
 
-/// The lesser in the lanes from `lane` on, `a` in those before.
-QZK_INLINE Words lesserFrom(std::size_t lane, Words a, Words b) {
+/// b from the lane `first` on, the largest costs before.
+QZK_INLINE Words from(std::size_t first, Words b) {
 #if QZK_SIMD_LEVEL == 3
-    const auto mask = static_cast<__mmask16>(0xFFFFu << lane);
-    return (Words)_mm512_mask_min_epi32((__m512i)a, mask, (__m512i)a, (__m512i)b);
+    const auto mask = static_cast<__mmask16>(0xFFFFu << first);
+    return (Words)_mm512_mask_mov_epi32(_mm512_set1_epi32(largest), mask, (__m512i)b);
 #else
     Words numbers;
     for (std::size_t i = 0; i < lanes; ++i)
         numbers[i] = static_cast<std::int32_t>(i);
-    const Words before = numbers < splat(static_cast<std::int32_t>(lane));
-    return select(before, a, lesser(a, b));
+    const Words before = numbers < splat(static_cast<std::int32_t>(first));
+    return (b & ~before) | (before & largest);
 #endif
 }
 
-template <class Cost>
-struct Arithmetic;
-
-template <>
-struct Arithmetic<float> {
-    static constexpr bool saturates = false;
+struct FloatSums {
+    using Cost = float;
+    static constexpr bool isSafe = true;
     QZK_INLINE Words step(Words a, Words b) { return (Words)((Vec<float>)a + (Vec<float>)b); }
     QZK_INLINE Words output(Words a, Words b) { return step(a, b); }
 };
 
-template <>
-struct Arithmetic<std::int32_t> {
-    static constexpr bool saturates = true;
-    /// For sums within the range.
-    QZK_INLINE Words step(Words a, Words b) { return (Words)((Bits)a + (Bits)b); }
-    QZK_INLINE Words output(Words a, Words b) {
-        const Words s = step(a, b), overflow = ((s ^ a) & (s ^ b)) >> 31;
-        return select(overflow, (a >> 31) ^ largest, s);
+struct SaturatingSums {
+    using Cost = std::int32_t;
+    static constexpr bool isSafe = true;
+    QZK_INLINE Words step(Words a, Words b) {
+        const auto s = (Words)((Bits)a + (Bits)b);
+        const Words overflow = (s ^ a) & (s ^ b), end = (a >> 31) ^ largest;
+#if QZK_SIMD_LEVEL == 3
+        return (Words)_mm512_mask_mov_epi32((__m512i)s, _mm512_movepi32_mask((__m512i)overflow),
+                                            (__m512i)end);
+#else
+        const Words mask = overflow >> 31;
+        return (end & mask) | (s & ~mask);
+#endif
     }
+    QZK_INLINE Words output(Words a, Words b) { return step(a, b); }
 };
 
-/// Collects whether a path cost is so near to an end of the range that a step could leave it.
-template <class Cost>
-class Ends {
+/// Plain sums, which are the same as long as all path costs are far from the ends of the range: steps have 16
+/// bits.
+struct ShortSums {
+    using Cost = std::int32_t;
+    static constexpr bool isSafe = false;
+    QZK_INLINE Words step(Words a, Words b) { return (Words)((Bits)a + (Bits)b); }
+    QZK_INLINE Words output(Words a, Words b) { return SaturatingSums::step(a, b); }
+};
+
+/// Collects whether a cost leaves [-2^30, 2^30), the half of the range in which sums may be short.
+template <class Sums>
+class Bounds {
 public:
     QZK_INLINED void see(Words costs) {
-        if constexpr (Arithmetic<Cost>::saturates)
-            near_ |= (costs > splat(largest - 32767)) | (costs < splat(INT32_MIN + 32768));
+        if constexpr (!Sums::isSafe) left_ |= costs ^ (Words)((Bits)costs << 1);
     }
-    QZK_INLINED bool isNear() const { return Arithmetic<Cost>::saturates && any(near_); }
+    QZK_INLINED bool areLeft() const { return !Sums::isSafe && anySign(left_); }
 
 private:
-    Words near_ = {};
+    Words left_ = {};
 };
 
+/// The frames to run. Those with plain sums end with the first frame that leaves the bounds; all return how
+/// many frames they ran.
 template <class Cost>
-struct Frame {
+struct Sequence {
     const ViterbiModel<Cost> &model;
-    std::size_t stride;
-    const Cost *now, *output;
-    Cost *next;
+    const Cost *const *outputs;
+    const std::int32_t *symbols;
+    std::size_t nFrames;
+
+    QZK_INLINED const Cost *output(std::size_t t) const { return outputs[symbols[t]]; }
+    QZK_INLINED std::size_t stride() const { return viterbiStride(model.nStates); }
 };
+
+constexpr std::size_t at(int k) { return static_cast<std::size_t>(k) * lanes; }
 
 /// Adds the sources from `i` to `end` to `blocks` vectors of targets, the first of which begins at `to`.
-template <class Cost, int blocks>
-QZK_INLINE void addSources(const Frame<Cost> &frame, std::size_t i, std::size_t end, std::size_t to,
-                           Words *least) {
-    const Cost *row = frame.model.lanes + i * frame.stride + to;
-    for (; i < end; ++i, row += frame.stride) {
-        const Words cost = splatBits(frame.now + i);
+template <class Sums, int blocks, class Cost>
+QZK_INLINE void addSources(const Sequence<Cost> &run, const Cost *now, std::size_t i, std::size_t end,
+                           std::size_t to, Words *least) {
+    const std::size_t stride = run.stride();
+    const Cost *row = run.model.lanes + i * stride + to;
+    for (; i < end; ++i, row += stride) {
+        const Words cost = splatBits(now + i);
 #pragma GCC unroll 8
         for (int k = 0; k < blocks; ++k)
-            least[k] = lesser(
-                least[k], Arithmetic<Cost>::step(cost, loadBits(row + static_cast<std::size_t>(k) * lanes)));
+            least[k] = lesser(least[k], Sums::step(cost, loadBits(row + at(k))));
     }
 }
 
-/// The same for the sources of the first vector's own states, which cannot step back in it, and those after
-/// them, each vector being without sources behind its last state.
-template <class Cost, int blocks>
-QZK_INLINE void addTriangle(const Frame<Cost> &frame, std::size_t to, Words *least) {
-    const std::size_t n = frame.model.nStates, end = to + lanes < n ? to + lanes : n;
-    const Cost *row = frame.model.lanes + to * frame.stride + to;
-    for (std::size_t i = to; i < end; ++i, row += frame.stride) {
-        const Words cost = splatBits(frame.now + i);
-        least[0] = lesserFrom(i - to, least[0], Arithmetic<Cost>::step(cost, loadBits(row)));
+/// The same for the sources of the targets' own vectors, which have no steps back.
+template <class Sums, int blocks, class Cost>
+QZK_INLINE void addTriangle(const Sequence<Cost> &run, const Cost *now, std::size_t to, Words *least) {
+    const std::size_t n = run.model.nStates, end = to + lanes < n ? to + lanes : n, stride = run.stride();
+    const Cost *row = run.model.lanes + to * stride + to;
+    for (std::size_t i = to; i < end; ++i, row += stride) {
+        const Words cost = splatBits(now + i);
+        least[0] = lesser(least[0], from(i - to, Sums::step(cost, loadBits(row))));
 #pragma GCC unroll 8
         for (int k = 1; k < blocks; ++k)
-            least[k] = lesser(
-                least[k], Arithmetic<Cost>::step(cost, loadBits(row + static_cast<std::size_t>(k) * lanes)));
+            least[k] = lesser(least[k], Sums::step(cost, loadBits(row + at(k))));
     }
-    if constexpr (blocks > 1) addTriangle<Cost, blocks - 1>(frame, to + lanes, least + 1);
+    if constexpr (blocks > 1) addTriangle<Sums, blocks - 1>(run, now, to + lanes, least + 1);
 }
 
-template <class Cost, bool leftRight, int blocks>
-QZK_INLINE void advanceBlocks(const Frame<Cost> &frame, std::size_t to, Ends<Cost> &ends) {
+template <class Sums, bool leftRight, int blocks, class Cost>
+QZK_INLINE void advanceBlocks(const Sequence<Cost> &run, const ViterbiPaths<Cost> &paths, const Cost *output,
+                              std::size_t to, Bounds<Sums> &bounds) {
     Words least[blocks];
 #pragma GCC unroll 8
     for (int k = 0; k < blocks; ++k)
         least[k] = splat(largest);
-    addSources<Cost, blocks>(frame, 0, leftRight ? to : frame.model.nStates, to, least);
-    if constexpr (leftRight) addTriangle<Cost, blocks>(frame, to, least);
+    addSources<Sums, blocks>(run, paths.now, 0, leftRight ? to : run.model.nStates, to, least);
+    if constexpr (leftRight) addTriangle<Sums, blocks>(run, paths.now, to, least);
 #pragma GCC unroll 8
     for (int k = 0; k < blocks; ++k) {
-        const std::size_t j = to + static_cast<std::size_t>(k) * lanes;
-        const Words costs = Arithmetic<Cost>::output(loadBits(frame.output + j), least[k]);
-        ends.see(costs);
-        storeBits(frame.next + j, costs);
+        const Words costs = Sums::output(loadBits(output + to + at(k)), least[k]);
+        bounds.see(costs);
+        storeBits(paths.next + to + at(k), costs);
     }
 }
 
-constexpr int mostBlocks = 4;
+template <class Sums, bool leftRight, class Cost>
+QZK_INLINE std::size_t runColumns(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    constexpr int most = 4;
+    const std::size_t n = run.model.nStates;
+    std::size_t t = 0;
+    for (bool left = false; t < run.nFrames && !left; ++t) {
+        const Cost *const output = run.output(t);
+        Bounds<Sums> bounds;
+        std::size_t to = 0;
+        for (; to + at(most - 1) < n; to += at(most))
+            advanceBlocks<Sums, leftRight, most>(run, paths, output, to, bounds);
+        switch (to < n ? (n - to + lanes - 1) / lanes : 0) {
+        case 3:
+            advanceBlocks<Sums, leftRight, 3>(run, paths, output, to, bounds);
+            break;
+        case 2:
+            advanceBlocks<Sums, leftRight, 2>(run, paths, output, to, bounds);
+            break;
+        case 1:
+            advanceBlocks<Sums, leftRight, 1>(run, paths, output, to, bounds);
+            break;
+        default:
+            break;
+        }
+        left = bounds.areLeft();
+        Cost *const advanced = paths.next;
+        paths.next = paths.now;
+        paths.now = advanced;
+    }
+    return t;
+}
 
-template <class Cost, bool leftRight>
-QZK_INLINE bool advanceFrame(const Frame<Cost> &frame) {
-    Ends<Cost> ends;
-    std::size_t to = 0;
-    for (; to + (mostBlocks - 1) * lanes < frame.model.nStates; to += mostBlocks * lanes)
-        advanceBlocks<Cost, leftRight, mostBlocks>(frame, to, ends);
-    switch (to < frame.model.nStates ? (frame.model.nStates - to + lanes - 1) / lanes : 0) {
-    case 3:
-        advanceBlocks<Cost, leftRight, 3>(frame, to, ends);
-        break;
-    case 2:
-        advanceBlocks<Cost, leftRight, 2>(frame, to, ends);
-        break;
+#if QZK_SIMD_LEVEL > 1
+
+/// One lane of `v` in all of them.
+QZK_INLINE Words lane(Words v, int number) {
+#if QZK_SIMD_LEVEL == 2
+    return (Words)_mm256_permutevar8x32_epi32((__m256i)v, _mm256_set1_epi32(number));
+#else
+    return (Words)_mm512_permutexvar_epi32(_mm512_set1_epi32(number), (__m512i)v);
+#endif
+}
+
+/// The least over `count` sources from `first` on.
+template <class Sums, bool leftRight, int first, int count>
+QZK_INLINE Words leastOf(const Words *rows, Words now) {
+    if constexpr (count == 1) {
+        const Words costs = Sums::step(lane(now, first), rows[first]);
+        return leftRight && first > 0 ? from(first, costs) : costs;
+    } else {
+        return lesser(leastOf<Sums, leftRight, first, count / 2>(rows, now),
+                      leastOf<Sums, leftRight, first + count / 2, count - count / 2>(rows, now));
+    }
+}
+
+/// Models of n states, few enough to keep all steps in registers.
+template <class Sums, bool leftRight, int n, class Cost>
+QZK_INLINE std::size_t runFew(const Sequence<Cost> &run, Cost *costs) {
+    Words rows[n];
+#pragma GCC unroll 8
+    for (int i = 0; i < n; ++i)
+        rows[i] = loadBits(run.model.lanes + static_cast<std::size_t>(i) * viterbiStride(n));
+    Words now = loadBits(costs);
+    std::size_t t = 0;
+    for (bool left = false; t < run.nFrames && !left; ++t) {
+        now = Sums::output(loadBits(run.output(t)), leastOf<Sums, leftRight, 0, n>(rows, now));
+        Bounds<Sums> bounds;
+        bounds.see(now);
+        left = bounds.areLeft();
+    }
+    storeBits(costs, now);
+    return t;
+}
+
+template <class Sums, bool leftRight, class Cost>
+std::size_t runModel(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    switch (run.model.nStates) {
     case 1:
-        advanceBlocks<Cost, leftRight, 1>(frame, to, ends);
-        break;
+        return runFew<Sums, leftRight, 1>(run, paths.now);
+    case 2:
+        return runFew<Sums, leftRight, 2>(run, paths.now);
+    case 3:
+        return runFew<Sums, leftRight, 3>(run, paths.now);
+    case 4:
+        return runFew<Sums, leftRight, 4>(run, paths.now);
+    case 5:
+        return runFew<Sums, leftRight, 5>(run, paths.now);
+    case 6:
+        return runFew<Sums, leftRight, 6>(run, paths.now);
+    case 7:
+        return runFew<Sums, leftRight, 7>(run, paths.now);
+    case 8:
+        return runFew<Sums, leftRight, 8>(run, paths.now);
     default:
-        break;
+        return runColumns<Sums, leftRight>(run, paths);
     }
-    return ends.isNear();
 }
+
+#else
+
+template <class Sums, bool leftRight, class Cost>
+std::size_t runModel(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    return runColumns<Sums, leftRight>(run, paths);
+}
+
+#endif
 
 /// The vector that begins `back` lanes before `v`; `before` is the one in front of it.
 template <int back>
@@ -197,181 +290,108 @@ QZK_INLINE Words shiftedIn(Words before, Words v) {
 /// The vector of new costs of the states whose vector is `now`, in front of which `before` lies. The states
 /// before the first one have the largest bits, which never win: as a float they are a not-a-number, which the
 /// steps of 0 leave as it is.
-template <class Cost>
+template <class Sums, class Cost>
 QZK_INLINE Words advancedDiagonals(const Cost *stay, std::size_t stride, Words before, Words now,
                                    const Cost *output) {
     const Cost *const step = stay + stride, *const jump = step + stride;
-    Words least = Arithmetic<Cost>::step(now, loadBits(stay));
-    least = lesser(least, Arithmetic<Cost>::step(shiftedIn<1>(before, now), loadBits(step)));
-    least = lesser(least, Arithmetic<Cost>::step(shiftedIn<2>(before, now), loadBits(jump)));
-    return Arithmetic<Cost>::output(loadBits(output), least);
+    Words least = Sums::step(now, loadBits(stay));
+    least = lesser(least, Sums::step(shiftedIn<1>(before, now), loadBits(step)));
+    least = lesser(least, Sums::step(shiftedIn<2>(before, now), loadBits(jump)));
+    return Sums::output(loadBits(output), least);
 }
 
-template <class Cost>
-struct Sequence {
-    const ViterbiModel<Cost> &model;
-    const Cost *const *outputs;
-    const std::int32_t *symbols;
-    std::size_t nFrames;
-};
-
-/// Runs frames until the costs are near an end of the range, in place, and returns how many. These take
-/// `blocks` vectors, which stay in registers.
-template <class Cost, int blocks>
+/// In place, with all costs in `blocks` registers.
+template <class Sums, int blocks, class Cost>
 QZK_INLINE std::size_t runDiagonals(const Sequence<Cost> &run, Cost *costs) {
-    const std::size_t stride = viterbiStride(run.model.nStates);
     Words now[blocks];
 #pragma GCC unroll 8
     for (int k = 0; k < blocks; ++k)
-        now[k] = loadBits(costs + static_cast<std::size_t>(k) * lanes);
+        now[k] = loadBits(costs + at(k));
     std::size_t t = 0;
-    for (bool near = false; t < run.nFrames && !near; ++t) {
-        const Cost *const output = run.outputs[run.symbols[t]];
-        Ends<Cost> ends;
+    for (bool left = false; t < run.nFrames && !left; ++t) {
+        const Cost *const output = run.output(t);
+        Bounds<Sums> bounds;
         Words before = splat(largest);
 #pragma GCC unroll 8
         for (int k = 0; k < blocks; ++k) {
-            const std::size_t j = static_cast<std::size_t>(k) * lanes;
-            const Words advanced = advancedDiagonals(run.model.lanes + j, stride, before, now[k], output + j);
+            const Words advanced = advancedDiagonals<Sums>(run.model.lanes + at(k), run.stride(), before,
+                                                           now[k], output + at(k));
             before = now[k];
             now[k] = advanced;
-            ends.see(advanced);
+            bounds.see(advanced);
         }
-        near = ends.isNear();
+        left = bounds.areLeft();
     }
 #pragma GCC unroll 8
     for (int k = 0; k < blocks; ++k)
-        storeBits(costs + static_cast<std::size_t>(k) * lanes, now[k]);
+        storeBits(costs + at(k), now[k]);
     return t;
 }
 
-/// The same for any number of states.
-template <class Cost>
+template <class Sums, class Cost>
 QZK_INLINE std::size_t runLongDiagonals(const Sequence<Cost> &run, Cost *costs) {
-    const std::size_t stride = viterbiStride(run.model.nStates);
     std::size_t t = 0;
-    for (bool near = false; t < run.nFrames && !near; ++t) {
-        const Cost *const output = run.outputs[run.symbols[t]];
-        Ends<Cost> ends;
+    for (bool left = false; t < run.nFrames && !left; ++t) {
+        const Cost *const output = run.output(t);
+        Bounds<Sums> bounds;
         Words before = splat(largest);
         for (std::size_t j = 0; j < run.model.nStates; j += lanes) {
             const Words now = loadBits(costs + j);
-            const Words advanced = advancedDiagonals(run.model.lanes + j, stride, before, now, output + j);
+            const Words advanced =
+                advancedDiagonals<Sums>(run.model.lanes + j, run.stride(), before, now, output + j);
             before = now;
             storeBits(costs + j, advanced);
-            ends.see(advanced);
+            bounds.see(advanced);
         }
-        near = ends.isNear();
+        left = bounds.areLeft();
     }
     return t;
 }
 
-template <class Cost>
-std::size_t runBakis(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+template <class Sums, class Cost>
+std::size_t runBakis(const Sequence<Cost> &run, Cost *costs) {
     switch ((run.model.nStates + lanes - 1) / lanes) {
     case 1:
-        return runDiagonals<Cost, 1>(run, paths.now);
+        return runDiagonals<Sums, 1>(run, costs);
     case 2:
-        return runDiagonals<Cost, 2>(run, paths.now);
+        return runDiagonals<Sums, 2>(run, costs);
     case 3:
-        return runDiagonals<Cost, 3>(run, paths.now);
+        return runDiagonals<Sums, 3>(run, costs);
     case 4:
-        return runDiagonals<Cost, 4>(run, paths.now);
+        return runDiagonals<Sums, 4>(run, costs);
     default:
-        return runLongDiagonals(run, paths.now);
+        return runLongDiagonals<Sums>(run, costs);
     }
 }
 
-/// One lane of `v` in all of them.
-QZK_INLINE Words lane([[maybe_unused]] Words v, [[maybe_unused]] Words number) {
-#if QZK_SIMD_LEVEL == 2
-    return (Words)_mm256_permutevar8x32_epi32((__m256i)v, (__m256i)number);
-#elif QZK_SIMD_LEVEL == 3
-    return (Words)_mm512_permutexvar_epi32((__m512i)number, (__m512i)v);
-#else
-    return v;
-#endif
-}
-
-/// As runDiagonals, for models whose steps fit one vector.
-template <class Cost, bool leftRight>
-QZK_INLINE std::size_t runOneVector(const Sequence<Cost> &run, Cost *costs) {
-    const std::size_t stride = viterbiStride(run.model.nStates);
-    Words now = loadBits(costs);
-    std::size_t t = 0;
-    for (bool near = false; t < run.nFrames && !near; ++t) {
-        Words number = {};
-        const Cost *row = run.model.lanes;
-        Words least = Arithmetic<Cost>::step(lane(now, number), loadBits(row));
-        for (std::size_t i = 1; i < run.model.nStates; ++i) {
-            number += 1;
-            row += stride;
-            const Words candidate = Arithmetic<Cost>::step(lane(now, number), loadBits(row));
-            least = leftRight ? lesserFrom(i, least, candidate) : lesser(least, candidate);
-        }
-        now = Arithmetic<Cost>::output(loadBits(run.outputs[run.symbols[t]]), least);
-        Ends<Cost> ends;
-        ends.see(now);
-        near = ends.isNear();
-    }
-    storeBits(costs, now);
-    return t;
-}
-
-template <class Cost, bool leftRight>
-std::size_t runColumns(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
-    constexpr bool permutes = QZK_SIMD_LEVEL > 1;
-    if (permutes && run.model.nStates <= lanes) return runOneVector<Cost, leftRight>(run, paths.now);
-    const std::size_t stride = viterbiStride(run.model.nStates);
-    std::size_t t = 0;
-    for (bool near = false; t < run.nFrames && !near; ++t) {
-        near = advanceFrame<Cost, leftRight>(
-            {run.model, stride, paths.now, run.outputs[run.symbols[t]], paths.next});
-        Cost *const advanced = paths.next;
-        paths.next = paths.now;
-        paths.now = advanced;
-    }
-    return t;
-}
-
-template <class Cost>
-QZK_INLINE bool areNear(const Cost *costs, std::size_t n) {
-    Ends<Cost> ends;
-    if constexpr (Arithmetic<Cost>::saturates)
-        for (std::size_t j = 0; j < n; j += lanes)
-            ends.see(loadBits(costs + j));
-    return ends.isNear();
-}
-
-QZK_INLINE const ViterbiKernelsOf<float> &definition(const float *) { return plain::viterbi.ofFloats; }
-QZK_INLINE const ViterbiKernelsOf<std::int32_t> &definition(const std::int32_t *) {
-    return plain::viterbi.ofWords;
-}
-
-template <class Cost>
+template <class Sums, class Cost>
 std::size_t runFrames(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
     switch (run.model.topology) {
     case ViterbiTopology::leftRight:
-        return runColumns<Cost, true>(run, paths);
+        return runModel<Sums, true>(run, paths);
     case ViterbiTopology::bakis:
-        return runBakis(run, paths);
+        return runBakis<Sums>(run, paths.now);
     default:
-        return runColumns<Cost, false>(run, paths);
+        return runModel<Sums, false>(run, paths);
     }
 }
 
-template <class Cost>
-void advance(const ViterbiModel<Cost> &model, ViterbiPaths<Cost> &paths, const Cost *const *outputs,
-             const std::int32_t *symbols, std::size_t nFrames) {
-    while (nFrames > 0) {
-        std::size_t done = 1;
-        if (areNear(paths.now, model.nStates)) [[unlikely]]
-            definition(paths.now).advance(model, paths, outputs, symbols, done);
-        else
-            done = runFrames<Cost>({model, outputs, symbols, nFrames}, paths);
-        symbols += done;
-        nFrames -= done;
-    }
+void advanceFloats(const ViterbiModel<float> &model, ViterbiPaths<float> &paths, const float *const *outputs,
+                   const std::int32_t *symbols, std::size_t nFrames) {
+    runFrames<FloatSums, float>({model, outputs, symbols, nFrames}, paths);
+}
+
+/// Plain sums until the costs leave the bounds, for which they may be too high to come back.
+void advanceWords(const ViterbiModel<std::int32_t> &model, ViterbiPaths<std::int32_t> &paths,
+                  const std::int32_t *const *outputs, const std::int32_t *symbols, std::size_t nFrames) {
+    Bounds<ShortSums> bounds;
+    for (std::size_t j = 0; j < model.nStates; j += lanes)
+        bounds.see(load(paths.now + j));
+    std::size_t done = 0;
+    if (!bounds.areLeft())
+        done = runFrames<ShortSums, std::int32_t>({model, outputs, symbols, nFrames}, paths);
+    if (done < nFrames)
+        runFrames<SaturatingSums, std::int32_t>({model, outputs, symbols + done, nFrames - done}, paths);
 }
 
 constexpr std::size_t doubleLanes = lanesOf<double>;
@@ -474,7 +494,7 @@ void wordCosts(const std::int32_t *densities, std::int32_t *costs, std::size_t n
 } // namespace
 
 void QZK_LEVEL::install(ViterbiKernels &kernels) {
-    kernels = {{advance<float>}, {advance<std::int32_t>}, floatCosts, wordCosts};
+    kernels = {{advanceFloats}, {advanceWords}, floatCosts, wordCosts};
 }
 
 } // namespace qzk::simd
