@@ -10,20 +10,29 @@ namespace qzk::simd {
 namespace {
 
 using Words = Vec<std::int32_t>;
-using Bits = Vec<std::uint32_t>;
+using Quad = std::int32_t __attribute__((vector_size(16)));
 constexpr std::size_t lanes = lanesOf<std::int32_t>;
 constexpr std::int32_t largest = INT32_MAX;
 
+template <class V>
+struct SameSize {
+    typedef float Floats __attribute__((vector_size(sizeof(V))));
+    typedef std::uint32_t Bits __attribute__((vector_size(sizeof(V))));
+};
+
 #if QZK_SIMD_LEVEL == 1
-QZK_INLINE Words lesser(Words a, Words b) {
-    const Words less = a < b;
+QZK_INLINE Quad lesser(Quad a, Quad b) {
+    const Quad less = a < b;
     return (a & less) | (b & ~less);
 }
-QZK_INLINE bool anySign(Words v) { return _mm_movemask_ps((__m128)v) != 0; }
-#elif QZK_SIMD_LEVEL == 2
+#else
+QZK_INLINE Quad lesser(Quad a, Quad b) { return (Quad)_mm_min_epi32((__m128i)a, (__m128i)b); }
+#endif
+QZK_INLINE bool anySign(Quad v) { return _mm_movemask_ps((__m128)v) != 0; }
+#if QZK_SIMD_LEVEL == 2
 QZK_INLINE Words lesser(Words a, Words b) { return (Words)_mm256_min_epi32((__m256i)a, (__m256i)b); }
 QZK_INLINE bool anySign(Words v) { return _mm256_movemask_ps((__m256)v) != 0; }
-#else
+#elif QZK_SIMD_LEVEL == 3
 QZK_INLINE Words lesser(Words a, Words b) { return (Words)_mm512_min_epi32((__m512i)a, (__m512i)b); }
 QZK_INLINE bool anySign(Words v) { return _mm512_movepi32_mask((__m512i)v) != 0; }
 #endif
@@ -62,25 +71,41 @@ QZK_INLINE Words from(std::size_t first, Words b) {
 struct FloatSums {
     using Cost = float;
     static constexpr bool isSafe = true;
-    QZK_INLINE Words step(Words a, Words b) { return (Words)((Vec<float>)a + (Vec<float>)b); }
-    QZK_INLINE Words output(Words a, Words b) { return step(a, b); }
+    template <class V>
+    QZK_INLINE V step(V a, V b) {
+        using Floats = typename SameSize<V>::Floats;
+        return (V)((Floats)a + (Floats)b);
+    }
+    template <class V>
+    QZK_INLINE V output(V a, V b) {
+        return step(a, b);
+    }
 };
+
+template <class V>
+QZK_INLINE V wrappedSum(V a, V b) {
+    using Bits = typename SameSize<V>::Bits;
+    return (V)((Bits)a + (Bits)b);
+}
 
 struct SaturatingSums {
     using Cost = std::int32_t;
     static constexpr bool isSafe = true;
-    QZK_INLINE Words step(Words a, Words b) {
-        const auto s = (Words)((Bits)a + (Bits)b);
-        const Words overflow = (s ^ a) & (s ^ b), end = (a >> 31) ^ largest;
+    template <class V>
+    QZK_INLINE V step(V a, V b) {
+        const V s = wrappedSum(a, b), overflow = (s ^ a) & (s ^ b), end = (a >> 31) ^ largest;
 #if QZK_SIMD_LEVEL == 3
-        return (Words)_mm512_mask_mov_epi32((__m512i)s, _mm512_movepi32_mask((__m512i)overflow),
+        if constexpr (sizeof(V) == sizeof(Words))
+            return (V)_mm512_mask_mov_epi32((__m512i)s, _mm512_movepi32_mask((__m512i)overflow),
                                             (__m512i)end);
-#else
-        const Words mask = overflow >> 31;
-        return (end & mask) | (s & ~mask);
 #endif
+        const V mask = overflow >> 31;
+        return (end & mask) | (s & ~mask);
     }
-    QZK_INLINE Words output(Words a, Words b) { return step(a, b); }
+    template <class V>
+    QZK_INLINE V output(V a, V b) {
+        return step(a, b);
+    }
 };
 
 /// Plain sums, which are the same as long as all path costs are far from the ends of the range: steps have 16
@@ -88,21 +113,27 @@ struct SaturatingSums {
 struct ShortSums {
     using Cost = std::int32_t;
     static constexpr bool isSafe = false;
-    QZK_INLINE Words step(Words a, Words b) { return (Words)((Bits)a + (Bits)b); }
-    QZK_INLINE Words output(Words a, Words b) { return SaturatingSums::step(a, b); }
+    template <class V>
+    QZK_INLINE V step(V a, V b) {
+        return wrappedSum(a, b);
+    }
+    template <class V>
+    QZK_INLINE V output(V a, V b) {
+        return SaturatingSums::step(a, b);
+    }
 };
 
 /// Collects whether a cost leaves [-2^30, 2^30), the half of the range in which sums may be short.
-template <class Sums>
+template <class Sums, class V = Words>
 class Bounds {
 public:
-    QZK_INLINED void see(Words costs) {
-        if constexpr (!Sums::isSafe) left_ |= costs ^ (Words)((Bits)costs << 1);
+    QZK_INLINED void see(V costs) {
+        if constexpr (!Sums::isSafe) left_ |= costs ^ wrappedSum(costs, costs);
     }
     QZK_INLINED bool areLeft() const { return !Sums::isSafe && anySign(left_); }
 
 private:
-    Words left_ = {};
+    V left_ = {};
 };
 
 /// The frames to run. Those with plain sums end with the first frame that leaves the bounds; all return how
@@ -198,80 +229,112 @@ QZK_INLINE std::size_t runColumns(const Sequence<Cost> &run, ViterbiPaths<Cost> 
     return t;
 }
 
-#if QZK_SIMD_LEVEL > 1
-
-/// One lane of `v` in all of them.
-QZK_INLINE Words lane(Words v, int number) {
-#if QZK_SIMD_LEVEL == 2
-    return (Words)_mm256_permutevar8x32_epi32((__m256i)v, _mm256_set1_epi32(number));
-#else
-    return (Words)_mm512_permutexvar_epi32(_mm512_set1_epi32(number), (__m512i)v);
-#endif
+template <int number>
+QZK_INLINE Quad lane(Quad v) {
+    return __builtin_shufflevector(v, v, number, number, number, number);
 }
 
-/// The least over `count` sources from `first` on.
-template <class Sums, bool leftRight, int first, int count>
-QZK_INLINE Words leastOf(const Words *rows, Words now) {
-    if constexpr (count == 1) {
-        const Words costs = Sums::step(lane(now, first), rows[first]);
-        return leftRight && first > 0 ? from(first, costs) : costs;
-    } else {
-        return lesser(leastOf<Sums, leftRight, first, count / 2>(rows, now),
-                      leastOf<Sums, leftRight, first + count / 2, count - count / 2>(rows, now));
-    }
+/// The largest costs before the lane `first`.
+template <int first>
+QZK_INLINE Quad quadFrom(Quad v) {
+    const Quad dearest = {largest, largest, largest, largest};
+    return __builtin_shufflevector(v, dearest, first > 0 ? 4 : 0, first > 1 ? 5 : 1, first > 2 ? 6 : 2, 3);
 }
 
-/// Models of n states, few enough to keep all steps in registers.
-template <class Sums, bool leftRight, int n, class Cost>
-QZK_INLINE std::size_t runFew(const Sequence<Cost> &run, Cost *costs) {
-    Words rows[n];
+constexpr int quadLanes = 4;
+
+/// Models of n states, few enough to keep everything in registers. Quads, as taking one lane of them is
+/// quick.
+template <class Sums, bool leftRight, int n>
+class Few {
+public:
+    using Cost = typename Sums::Cost;
+
+    QZK_INLINE std::size_t run(const Sequence<Cost> &run, Cost *costs) {
+        Few model;
 #pragma GCC unroll 8
-    for (int i = 0; i < n; ++i)
-        rows[i] = loadBits(run.model.lanes + static_cast<std::size_t>(i) * viterbiStride(n));
-    Words now = loadBits(costs);
-    std::size_t t = 0;
-    for (bool left = false; t < run.nFrames && !left; ++t) {
-        now = Sums::output(loadBits(run.output(t)), leastOf<Sums, leftRight, 0, n>(rows, now));
-        Bounds<Sums> bounds;
-        bounds.see(now);
-        left = bounds.areLeft();
+        for (int i = 0; i < n; ++i)
+#pragma GCC unroll 2
+            for (int q = 0; q < quads; ++q)
+                model.steps_[i][q] =
+                    loadQuad(run.model.lanes + static_cast<std::size_t>(i) * viterbiStride(n), q);
+#pragma GCC unroll 2
+        for (int q = 0; q < quads; ++q)
+            model.now_[q] = loadQuad(costs, q);
+        std::size_t t = 0;
+        for (bool left = false; t < run.nFrames && !left; ++t)
+            left = model.advance(run.output(t));
+#pragma GCC unroll 2
+        for (int q = 0; q < quads; ++q)
+            __builtin_memcpy(costs + q * quadLanes, &model.now_[q], sizeof(Quad));
+        return t;
     }
-    storeBits(costs, now);
-    return t;
-}
+
+private:
+    static constexpr int quads = (n + quadLanes - 1) / quadLanes;
+
+    QZK_INLINE Quad loadQuad(const Cost *from, int q) {
+        Quad v;
+        __builtin_memcpy(&v, from + q * quadLanes, sizeof v);
+        return v;
+    }
+
+    /// The least over `count` sources from `first` on, for the targets of a quad.
+    template <int q, int first, int count>
+    QZK_INLINED Quad least() const {
+        if constexpr (count == 1) {
+            const Quad costs = Sums::step(lane<first % quadLanes>(now_[first / quadLanes]), steps_[first][q]);
+            if constexpr (leftRight && first > q * quadLanes) return quadFrom<first % quadLanes>(costs);
+            return costs;
+        } else {
+            return lesser(least<q, first, count / 2>(), least<q, first + count / 2, count - count / 2>());
+        }
+    }
+
+    template <int q>
+    QZK_INLINED Quad advanced(const Cost *output) const {
+        constexpr int sources = leftRight && (q + 1) * quadLanes < n ? (q + 1) * quadLanes : n;
+        return Sums::output(loadQuad(output, q), least<q, 0, sources>());
+    }
+
+    QZK_INLINED bool advance(const Cost *output) {
+        Bounds<Sums, Quad> bounds;
+        const Quad first = advanced<0>(output);
+        bounds.see(first);
+        if constexpr (quads > 1) {
+            now_[1] = advanced<1>(output);
+            bounds.see(now_[1]);
+        }
+        now_[0] = first;
+        return bounds.areLeft();
+    }
+
+    Quad steps_[n][quads], now_[quads];
+};
 
 template <class Sums, bool leftRight, class Cost>
 std::size_t runModel(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
     switch (run.model.nStates) {
     case 1:
-        return runFew<Sums, leftRight, 1>(run, paths.now);
+        return Few<Sums, leftRight, 1>::run(run, paths.now);
     case 2:
-        return runFew<Sums, leftRight, 2>(run, paths.now);
+        return Few<Sums, leftRight, 2>::run(run, paths.now);
     case 3:
-        return runFew<Sums, leftRight, 3>(run, paths.now);
+        return Few<Sums, leftRight, 3>::run(run, paths.now);
     case 4:
-        return runFew<Sums, leftRight, 4>(run, paths.now);
+        return Few<Sums, leftRight, 4>::run(run, paths.now);
     case 5:
-        return runFew<Sums, leftRight, 5>(run, paths.now);
+        return Few<Sums, leftRight, 5>::run(run, paths.now);
     case 6:
-        return runFew<Sums, leftRight, 6>(run, paths.now);
+        return Few<Sums, leftRight, 6>::run(run, paths.now);
     case 7:
-        return runFew<Sums, leftRight, 7>(run, paths.now);
+        return Few<Sums, leftRight, 7>::run(run, paths.now);
     case 8:
-        return runFew<Sums, leftRight, 8>(run, paths.now);
+        return Few<Sums, leftRight, 8>::run(run, paths.now);
     default:
         return runColumns<Sums, leftRight>(run, paths);
     }
 }
-
-#else
-
-template <class Sums, bool leftRight, class Cost>
-std::size_t runModel(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
-    return runColumns<Sums, leftRight>(run, paths);
-}
-
-#endif
 
 /// The vector that begins `back` lanes before `v`; `before` is the one in front of it.
 template <int back>
