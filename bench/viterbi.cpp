@@ -183,13 +183,13 @@ void sizes(benchmark::internal::Benchmark *row) { row->Arg(5)->Arg(64); }
 } // namespace
 
 BENCHMARK(highest<general, false>)->Name("QZsEvalHMMViterbi_general/qzk")->Apply(sizes);
-BENCHMARK(peer<general, peers::generalLoop>)->Name("QZsEvalHMMViterbi_general/loop")->Apply(sizes);
+BENCHMARK(peer<general, peers::generalRows>)->Name("QZsEvalHMMViterbi_general/rows")->Apply(sizes);
 BENCHMARK(peer<general, peers::generalVectors>)->Name("QZsEvalHMMViterbi_general/vectors")->Arg(64);
 BENCHMARK(peer<general, peers::generalColumns>)->Name("QZsEvalHMMViterbi_general/columns")->Apply(sizes);
 BENCHMARK(peer<general, peers::generalBits>)->Name("QZsEvalHMMViterbi_general/bits")->Apply(sizes);
 BENCHMARK(definition<general, false>)->Name("QZsEvalHMMViterbi_general/definition")->Apply(sizes);
 BENCHMARK(highest<leftRight, false>)->Name("QZsEvalHMMViterbi_leftRight/qzk")->Apply(sizes);
-BENCHMARK(peer<leftRight, peers::leftRightLoop>)->Name("QZsEvalHMMViterbi_leftRight/loop")->Apply(sizes);
+BENCHMARK(peer<leftRight, peers::leftRightRows>)->Name("QZsEvalHMMViterbi_leftRight/rows")->Apply(sizes);
 BENCHMARK(peer<leftRight, peers::leftRightVectors>)->Name("QZsEvalHMMViterbi_leftRight/vectors")->Arg(64);
 BENCHMARK(peer<leftRight, peers::leftRightColumns>)
     ->Name("QZsEvalHMMViterbi_leftRight/columns")
@@ -202,11 +202,11 @@ BENCHMARK(definition<general, true>)->Name("QZwEvalHMMViterbi_general/definition
 BENCHMARK(highest<leftRight, true>)->Name("QZwEvalHMMViterbi_leftRight/qzk")->Apply(sizes);
 BENCHMARK(highest<bakis, true>)->Name("QZwEvalHMMViterbi_bakis/qzk")->Apply(sizes);
 BENCHMARK(continuous<general>)->Name("QZsEvalContHMMViterbi_general/qzk")->Apply(sizes);
-BENCHMARK(continuousPeer<general, peers::generalLoop>)
+BENCHMARK(continuousPeer<general, peers::generalRows>)
     ->Name("QZsEvalContHMMViterbi_general/loop")
     ->Apply(sizes);
 BENCHMARK(continuous<leftRight>)->Name("QZsEvalContHMMViterbi_leftRight/qzk")->Apply(sizes);
-BENCHMARK(continuousPeer<leftRight, peers::leftRightLoop>)
+BENCHMARK(continuousPeer<leftRight, peers::leftRightRows>)
     ->Name("QZsEvalContHMMViterbi_leftRight/loop")
     ->Apply(sizes);
 BENCHMARK(continuous<bakis>)->Name("QZsEvalContHMMViterbi_bakis/qzk")->Apply(sizes);

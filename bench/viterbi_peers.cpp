@@ -135,10 +135,10 @@ double density(const Mixtures &m, int state, const float *x) {
 
 } // namespace
 
-float generalLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
+float generalRows(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
     return run(model, symbols, nFrames, work, stepLoop<false>);
 }
-float leftRightLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
+float leftRightRows(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
     return run(model, symbols, nFrames, work, stepLoop<true>);
 }
 float generalColumns(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
@@ -166,10 +166,10 @@ float leftRightVectors(const Model &model, const std::int32_t *symbols, int nFra
 }
 #else
 float generalVectors(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
-    return generalLoop(model, symbols, nFrames, work);
+    return generalRows(model, symbols, nFrames, work);
 }
 float leftRightVectors(const Model &model, const std::int32_t *symbols, int nFrames, float *work) {
-    return leftRightLoop(model, symbols, nFrames, work);
+    return leftRightRows(model, symbols, nFrames, work);
 }
 #endif
 

@@ -11,8 +11,8 @@ struct Model {
     const float *a, *b, *pi;
 };
 
-float generalLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
-float leftRightLoop(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
+float generalRows(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
+float leftRightRows(const Model &model, const std::int32_t *symbols, int nFrames, float *work);
 /// As the recurrence reads, target by target: a[j * n + i] is the step from i to j. Floats or their bits are
 /// compared.
 float generalColumns(const Model &model, const std::int32_t *symbols, int nFrames, float *work);

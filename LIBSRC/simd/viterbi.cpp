@@ -54,17 +54,17 @@ QZK_INLINE Words splatBits(const Cost *from) {
     return splat(word);
 }
 
-/// b from the lane `first` on, the largest costs before.
-QZK_INLINE Words from(std::size_t first, Words b) {
+/// The lesser from the lane `first` on, a before.
+QZK_INLINE Words lesserFrom(std::size_t first, Words a, Words b) {
 #if QZK_SIMD_LEVEL == 3
     const auto mask = static_cast<__mmask16>(0xFFFFu << first);
-    return (Words)_mm512_mask_mov_epi32(_mm512_set1_epi32(largest), mask, (__m512i)b);
+    return (Words)_mm512_mask_min_epi32((__m512i)a, mask, (__m512i)a, (__m512i)b);
 #else
     Words numbers;
     for (std::size_t i = 0; i < lanes; ++i)
         numbers[i] = static_cast<std::int32_t>(i);
     const Words before = numbers < splat(static_cast<std::int32_t>(first));
-    return (b & ~before) | (before & largest);
+    return lesser(a, (b & ~before) | (before & largest));
 #endif
 }
 
@@ -172,7 +172,7 @@ QZK_INLINE void addTriangle(const Sequence<Cost> &run, const Cost *now, std::siz
     const Cost *row = run.model.lanes + to * stride + to;
     for (std::size_t i = to; i < end; ++i, row += stride) {
         const Words cost = splatBits(now + i);
-        least[0] = lesser(least[0], from(i - to, Sums::step(cost, loadBits(row))));
+        least[0] = lesserFrom(i - to, least[0], Sums::step(cost, loadBits(row)));
 #pragma GCC unroll 8
         for (int k = 1; k < blocks; ++k)
             least[k] = lesser(least[k], Sums::step(cost, loadBits(row + at(k))));
