@@ -51,7 +51,7 @@ using CostOf = typename HMMElement<Element>::Cost;
 /// Length of a packed vector.
 template <class Element>
 constexpr std::int64_t filledLength(std::int64_t length) {
-    return static_cast<std::int64_t>(simd::packedLength<CostOf<Element>>(static_cast<std::uint64_t>(length)));
+    return simd::packedLength<CostOf<Element>>(length);
 }
 
 /// Writes packed vectors one behind the other.

@@ -19,8 +19,8 @@ constexpr std::size_t viterbiAlignment = 4 * viterbiLanes;
 }
 
 /// Length of a packed vector of costs: integers are filled up to an even number.
-template <class Cost>
-[[gnu::always_inline]] constexpr std::uint64_t packedLength(std::uint64_t length) {
+template <class Cost, class Length>
+[[gnu::always_inline]] constexpr Length packedLength(Length length) {
     return std::is_integral_v<Cost> ? length + length % 2 : length;
 }
 
