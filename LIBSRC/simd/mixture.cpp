@@ -19,13 +19,11 @@ using Doubles = Vec<double>;
 constexpr size_t lanes = lanesOf<double>;
 
 constexpr size_t mostComponents = 256;
-constexpr size_t mostDimensions = 512; // of full matrices
+constexpr size_t mostDimensions = 512; // of floats and of full matrices
 
 constexpr double unit = 0x1p-53;
 
 QZK_INLINE double magnitude(double value) { return value < 0.0 ? -value : value; }
-
-QZK_INLINE Doubles magnitudes(Doubles v) { return (Doubles)((Vec<int64_t>)v & splat<int64_t>(INT64_MAX)); }
 
 QZK_INLINE Doubles widened(const float *from) { return loadWidened(from); }
 
@@ -117,6 +115,84 @@ QZK_INLINE Form diagonalForm(const T *x, const T *mean, const T *diagonal, size_
         });
     return sums.form();
 }
+
+QZK_INLINE bool anySign(Vec<int64_t> v) {
+#if QZK_SIMD_LEVEL == 1
+    return _mm_movemask_pd((__m128d)v) != 0;
+#elif QZK_SIMD_LEVEL == 2
+    return _mm256_movemask_pd((__m256d)v) != 0;
+#else
+    return _mm512_movepi64_mask((__m512i)v) != 0;
+#endif
+}
+
+/// The same from the elements of x as doubles. As a rule no inverse variance is negative, and the sum of the
+/// magnitudes is that of the terms.
+QZK_INLINE Form diagonalForm(const double *wide, const float *x, const float *mean, const float *diagonal,
+                             size_t dim) {
+    if (dim < lanes) return diagonalForm(x, mean, diagonal, dim);
+    Doubles sum = {};
+    Vec<int64_t> signs = {};
+    forVectors(
+        dim, [&](size_t i, Vec<int64_t> mask) __attribute__((always_inline)) {
+            const Doubles d = load(wide + i) - widened(mean + i), term = widened(diagonal + i) * (d * d);
+            sum += (Doubles)((Vec<int64_t>)term & mask);
+            signs |= (Vec<int64_t>)term;
+        });
+    if (anySign(signs)) return diagonalForm(x, mean, diagonal, dim);
+    const double form = totals(sum, sum).sum;
+    return {form, form};
+}
+
+#if QZK_SIMD_LEVEL >= 2
+
+/// As many words as a vector has 32-bit integers, widened.
+QZK_INLINE Vec<std::int32_t> integers(const int16_t *from) {
+#if QZK_SIMD_LEVEL == 2
+    return (Vec<std::int32_t>)_mm256_cvtepi16_epi32(_mm_loadu_si128((const __m128i *)from));
+#else
+    return (Vec<std::int32_t>)_mm512_cvtepi16_epi32(_mm256_loadu_si256((const __m256i *)from));
+#endif
+}
+
+/// Products of the even 32-bit lanes.
+QZK_INLINE Vec<int64_t> evenProducts(Vec<int64_t> a, Vec<int64_t> b) {
+#if QZK_SIMD_LEVEL == 2
+    return (Vec<int64_t>)_mm256_mul_epi32((__m256i)a, (__m256i)b);
+#else
+    return (Vec<int64_t>)_mm512_mul_epi32((__m512i)a, (__m512i)b);
+#endif
+}
+
+/// In integers: |d| is below 2^16 and |d weight| at most 65535 * 32768 < 2^31, so that 32 bits hold it. A
+/// term is below 2^47; sums of 2^16 of them fit 64 bits. The sum stands for the magnitudes too: all it has to
+/// be is exact as a double.
+QZK_INLINE Form diagonalForm(const int16_t *x, const int16_t *mean, const int16_t *diagonal, size_t dim) {
+    constexpr size_t step = lanesOf<std::int32_t>;
+    if (dim < step || dim > std::size_t{1} << 16) return diagonalForm<int16_t>(x, mean, diagonal, dim);
+    Vec<int64_t> sums = {};
+    const auto add = [&](size_t i, Vec<std::int32_t> mask) __attribute__((always_inline)) {
+        const Vec<std::int32_t> d = (integers(x + i) - integers(mean + i)) & mask;
+        const auto all = (Vec<int64_t>)d, weighted = (Vec<int64_t>)(d * integers(diagonal + i));
+        sums += evenProducts(all, weighted) + evenProducts(all >> 32, weighted >> 32);
+    };
+    size_t i = 0;
+    for (; i + step <= dim; i += step)
+        add(i, splat<std::int32_t>(-1));
+    if (i < dim) {
+        Vec<std::int32_t> number;
+        for (size_t lane = 0; lane < step; ++lane)
+            number[lane] = static_cast<std::int32_t>(lane);
+        add(dim - step, number >= splat(static_cast<std::int32_t>(i + step - dim)));
+    }
+    int64_t sum = 0;
+    for (size_t lane = 0; lane < lanes; ++lane)
+        sum += sums[lane];
+    const auto form = static_cast<double>(sum);
+    return {form, magnitude(form)};
+}
+
+#endif
 
 /// d has room for dim differences.
 template <class T>
@@ -268,24 +344,21 @@ constexpr double smallest = -650.0;          // from here on exponentials count 
 constexpr double powerOfSmallest = 0x1p-937; // above e^-650
 constexpr double errorOfPower = 0x1p-65;     // twice that of exponentials()
 
-[[gnu::noinline]] void computePowers(Components &c, size_t n) {
-    for (size_t m = n; m < n + lanes - 1 && m < mostComponents; ++m)
-        c.hi[m] = c.lo[m] = c.bound[m] = 0.0;
-    for (size_t m = 0; m < n; m += lanes) {
-        const Doubles hi = load(c.hi + m);
-        const auto vanishes = (Doubles)(hi < splat(smallest));
-        const auto keep = [&](Doubles v) __attribute__((always_inline)) {
-            return (Doubles)(~(Vec<int64_t>)vanishes & (Vec<int64_t>)v);
-        };
-        Doubles powerHi, powerLo;
-        exponentials(keep(hi), keep(load(c.lo + m)), powerHi, powerLo);
-        // e^b - 1 < 1.001 b for b < 2^-10.
-        const Doubles bound = powerHi * (splat(1.001) * load(c.bound + m) + splat(errorOfPower));
-        store(c.powerHi + m, keep(powerHi));
-        store(c.powerLo + m, keep(powerLo));
-        store(c.powerBound + m, (Doubles)((Vec<int64_t>)keep(bound) |
-                                          ((Vec<int64_t>)vanishes & (Vec<int64_t>)splat(powerOfSmallest))));
-    }
+/// Of the block of components from m on.
+QZK_INLINE void computePowers(Components &c, size_t m) {
+    const Doubles hi = load(c.hi + m);
+    const auto vanishes = (Vec<int64_t>)(hi < splat(smallest));
+    const auto keep = [&](Doubles v) __attribute__((always_inline)) {
+        return (Doubles)(~vanishes & (Vec<int64_t>)v);
+    };
+    Doubles powerHi, powerLo;
+    exponentials(keep(hi), keep(load(c.lo + m)), powerHi, powerLo);
+    // e^b - 1 < 1.001 b for b < 2^-10.
+    const Doubles bound = powerHi * (splat(1.001) * load(c.bound + m) + splat(errorOfPower));
+    store(c.powerHi + m, keep(powerHi));
+    store(c.powerLo + m, keep(powerLo));
+    store(c.powerBound + m,
+          (Doubles)((Vec<int64_t>)keep(bound) | (vanishes & (Vec<int64_t>)splat(powerOfSmallest))));
 }
 
 /// Looks all exponentials up; false where the bounds leave an entry open or an exponent is positive.
@@ -331,20 +404,26 @@ template <class T>
     return lowerBits == upperBits;
 }
 
-/// By the definition, the exponents whose error moves the sum by more than `share` of it; whether there were
-/// any.
+/// Replaces, by the definition, the exponents whose error moves the sum by more than `share` of it; whether
+/// there were any.
 template <class T>
 QZK_INLINE bool refine(const Mixture<T> &mixture, const T *x, size_t dim, double share, Components &c) {
     double sum = 0.0;
-    bool refined = false;
     for (size_t m = 0; m < mixture.components; ++m)
         sum += c.powerHi[m] * magnitude(elementAt(mixture.weights, m));
-    for (size_t m = 0; m < mixture.components; ++m)
-        if (c.bound[m] > 0.0 && c.powerBound[m] * magnitude(elementAt(mixture.weights, m)) > share * sum) {
-            plain::exponentOf(mixture, m, x, dim, c.hi[m], c.lo[m]);
-            c.bound[m] = 0.0;
-            refined = true;
-        }
+    bool refined = false;
+    for (size_t block = 0; block < mixture.components; block += lanes) {
+        bool stale = false;
+        for (size_t m = block; m < block + lanes && m < mixture.components; ++m)
+            if (c.bound[m] > 0.0 &&
+                c.powerBound[m] * magnitude(elementAt(mixture.weights, m)) > share * sum) {
+                plain::exponentOf(mixture, m, x, dim, c.hi[m], c.lo[m]);
+                c.bound[m] = 0.0;
+                stale = true;
+            }
+        if (stale) computePowers(c, block);
+        refined |= stale;
+    }
     return refined;
 }
 
@@ -353,14 +432,17 @@ QZK_INLINE bool refine(const Mixture<T> &mixture, const T *x, size_t dim, double
 /// additions has an error of 2^-64 of the sum of the magnitudes, and each term less than 4 of these. Floats
 /// are too near to 1 for products of three to leave the range of doubles.
 QZK_INLINE bool findExponents(const Mixture<float> &mixture, const float *x, size_t dim, Components &c) {
-    alignas(64) double differences[mostDimensions];
+    alignas(64) double work[mostDimensions]; // differences, or x as doubles
     const bool full = mixture.inverseCovD == nullptr;
-    if (full && dim > mostDimensions) return false;
+    if (dim > mostDimensions) return false;
+    if (!full)
+        for (size_t i = 0; i < dim; ++i)
+            work[i] = elementAt(x, i);
     const auto n = static_cast<double>(dim);
     const double error = full ? (2.0 * n + 16.0) * unit + n * n * 0x1p-64 : (n + 16.0) * unit;
     for (size_t m = 0; m < mixture.components; ++m) {
-        const Form form = full ? fullForm(x, mixture.means[m], mixture.inverseCov[m], dim, differences)
-                               : diagonalForm(x, mixture.means[m], mixture.inverseCovD[m], dim);
+        const Form form = full ? fullForm(x, mixture.means[m], mixture.inverseCov[m], dim, work)
+                               : diagonalForm(work, x, mixture.means[m], mixture.inverseCovD[m], dim);
         c.hi[m] = -0.5 * (full ? magnitude(form.sum) : form.sum);
         c.lo[m] = 0.0;
         c.bound[m] = error * form.magnitudes;
@@ -392,15 +474,16 @@ template <class T>
 QZK_INLINE bool evaluateBounded(const Mixture<T> &mixture, const T *x, size_t dim, double &value) {
     Components c;
     const size_t n = mixture.components;
-    if (n > mostComponents || !findExponents(mixture, x, dim, c)) return false;
+    if (n == 0 || n > mostComponents || !findExponents(mixture, x, dim, c)) return false;
     if (mixture.tables != nullptr)
         return lookUpPowers(*mixture.tables, c, n) && sumUp(mixture.weights, c, n, value);
-    computePowers(c, n);
-    if (refine(mixture, x, dim, 0x1p-59, c)) computePowers(c, n);
+    for (size_t m = n; m % lanes != 0; ++m)
+        c.hi[m] = c.lo[m] = c.bound[m] = 0.0;
+    for (size_t m = 0; m < n; m += lanes)
+        computePowers(c, m);
+    refine(mixture, x, dim, 0x1p-59, c);
     if (sumUp(mixture.weights, c, n, value)) return true;
-    if (!refine(mixture, x, dim, 0x1p-70, c)) return false;
-    computePowers(c, n);
-    return sumUp(mixture.weights, c, n, value);
+    return refine(mixture, x, dim, 0x1p-70, c) && sumUp(mixture.weights, c, n, value);
 }
 
 template <class T>
