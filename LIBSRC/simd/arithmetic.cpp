@@ -490,7 +490,7 @@ struct Reach<Multiply, int16_t> {
 };
 
 template <class Operation, class T>
-QZK_INLINE int32_t fittingShift(const Operands<T> &operands) {
+QZK_INLINE int32_t fittingShiftOfLanes(const Operands<T> &operands) {
     using Lane = typename LaneOf<T>::type;
     const auto *const a = reinterpret_cast<const Lane *>(operands.a.first);
     Scalar<Lane> scalar;
@@ -532,6 +532,14 @@ QZK_INLINE int32_t fittingShiftOfNibbles(const Operands<Nibble> &operands) {
     return shiftFor<Nibble>(reach.bits() | before | after);
 }
 
+template <class Operation, class T>
+QZK_INLINE int32_t fittingShift(const Operands<T> &operands) {
+    if constexpr (std::is_same_v<T, Nibble>)
+        return fittingShiftOfNibbles<Operation>(operands);
+    else
+        return fittingShiftOfLanes<Operation>(operands);
+}
+
 template <class Operation>
 struct Exactly {
     [[gnu::always_inline]] explicit Exactly(int32_t) {}
@@ -545,34 +553,19 @@ QZK_INLINE void floats(const Operands<float> &operands) {
     run<Exactly<Operation>>(operands, 0, Operation::template exact<float>);
 }
 
-template <class Operation, class Element>
-void installOperation(ElementKernels<Element> &kernels) {
-    auto &forms = kernels.*Operation::template kernels<Element>;
-    forms = {kernelOf<fixed<Operation, Element>>, kernelOf<saturated<Operation, Element>>, nullptr};
-    if constexpr (Operation::template scalesAutomatically<Element>) {
-        if constexpr (std::is_same_v<Element, Nibble>)
-            forms.fittingShift = kernelOf<fittingShiftOfNibbles<Operation>>;
-        else
-            forms.fittingShift = kernelOf<fittingShift<Operation, Element>>;
-    }
-}
-
-template <class Element>
-void installElement(ElementKernels<Element> &kernels) {
-    installOperation<Add>(kernels);
-    installOperation<Subtract>(kernels);
-    installOperation<Multiply>(kernels);
-}
+struct Forms {
+    template <class Operation, class Element>
+    static constexpr auto fixed = kernelOf<simd::fixed<Operation, Element>>;
+    template <class Operation, class Element>
+    static constexpr auto saturated = kernelOf<simd::saturated<Operation, Element>>;
+    template <class Operation, class Element>
+    static constexpr auto fittingShift = kernelOf<simd::fittingShift<Operation, Element>>;
+    template <class Operation>
+    static constexpr auto floats = kernelOf<simd::floats<Operation>>;
+};
 
 } // namespace
 
-void QZK_LEVEL::install(ArithmeticKernels &kernels) {
-    installElement<Nibble>(kernels);
-    installElement<uint8_t>(kernels);
-    installElement<int8_t>(kernels);
-    installElement<int16_t>(kernels);
-    static_cast<ElementKernels<float> &>(kernels) = {kernelOf<floats<Add>>, kernelOf<floats<Subtract>>,
-                                                     kernelOf<floats<Multiply>>};
-}
+void QZK_LEVEL::install(ArithmeticKernels &kernels) { installAll<Forms>(kernels); }
 
 } // namespace qzk::simd

@@ -136,5 +136,36 @@ template <class Element>
     return shift;
 }
 
+/// The kernels of a level, or the plain ones: Forms has the members fixed, saturated, fittingShift and
+/// floats, templates of operation and element.
+template <class Forms, class Element, class Operation>
+void installForms(ElementKernels<Element> &kernels, Operation) {
+    auto &forms = kernels.*Operation::template kernels<Element>;
+    if constexpr (std::is_same_v<Element, float>) {
+        forms = Forms::template floats<Operation>;
+    } else {
+        forms = {Forms::template fixed<Operation, Element>, Forms::template saturated<Operation, Element>,
+                 nullptr};
+        if constexpr (Operation::template scalesAutomatically<Element>)
+            forms.fittingShift = Forms::template fittingShift<Operation, Element>;
+    }
+}
+
+template <class Forms, class Element>
+void installElement(ElementKernels<Element> &kernels) {
+    installForms<Forms>(kernels, Add{});
+    installForms<Forms>(kernels, Subtract{});
+    installForms<Forms>(kernels, Multiply{});
+}
+
+template <class Forms>
+void installAll(ArithmeticKernels &kernels) {
+    installElement<Forms, Nibble>(kernels);
+    installElement<Forms, std::uint8_t>(kernels);
+    installElement<Forms, std::int8_t>(kernels);
+    installElement<Forms, std::int16_t>(kernels);
+    installElement<Forms, float>(kernels);
+}
+
 } // namespace
 } // namespace qzk::simd

@@ -36,30 +36,19 @@ void floats(const Operands<float> &operands) {
     produce(operands, Operation::template exact<float>);
 }
 
-template <class Operation, class Element>
-void installOperation(ElementKernels<Element> &kernels) {
-    auto &forms = kernels.*Operation::template kernels<Element>;
-    forms = {kernelOf<fixed<Operation, Element>>, kernelOf<saturated<Operation, Element>>, nullptr};
-    if constexpr (Operation::template scalesAutomatically<Element>)
-        forms.fittingShift = kernelOf<fittingShift<Operation, Element>>;
-}
-
-template <class Element>
-void installElement(ElementKernels<Element> &kernels) {
-    installOperation<Add>(kernels);
-    installOperation<Subtract>(kernels);
-    installOperation<Multiply>(kernels);
-}
+struct Forms {
+    template <class Operation, class Element>
+    static constexpr auto fixed = kernelOf<simd::fixed<Operation, Element>>;
+    template <class Operation, class Element>
+    static constexpr auto saturated = kernelOf<simd::saturated<Operation, Element>>;
+    template <class Operation, class Element>
+    static constexpr auto fittingShift = kernelOf<simd::fittingShift<Operation, Element>>;
+    template <class Operation>
+    static constexpr auto floats = kernelOf<simd::floats<Operation>>;
+};
 
 } // namespace
 
-void plain::install(ArithmeticKernels &kernels) {
-    installElement<Nibble>(kernels);
-    installElement<std::uint8_t>(kernels);
-    installElement<std::int8_t>(kernels);
-    installElement<std::int16_t>(kernels);
-    static_cast<ElementKernels<float> &>(kernels) = {kernelOf<floats<Add>>, kernelOf<floats<Subtract>>,
-                                                     kernelOf<floats<Multiply>>};
-}
+void plain::install(ArithmeticKernels &kernels) { installAll<Forms>(kernels); }
 
 } // namespace qzk::simd

@@ -133,6 +133,19 @@ TEST(AddNibbles, AnyOffsetButZeroIsTheHighHalf) {
     }
 }
 
+TEST(AddNibbles, OffsetsThatDifferMayStillBeTheSameHalf) {
+    const Bytes src = {0x12, 0x34};
+    for (const std::int32_t srcOffset : {1, 2, -1})
+        for (const std::int32_t dstOffset : {1, 2, 3}) {
+            Bytes srcDst = {0x11, 0x11}, dst(2);
+            std::int32_t scaleFactor = unset;
+            QZnbAdd2(src.data(), srcDst.data(), srcOffset, dstOffset, 4, QZ_ScaleWrap, &scaleFactor);
+            EXPECT_EQ((Bytes{0x23, 0x45}), srcDst);
+            QZnbAdd3(src.data(), src.data(), dst.data(), srcOffset, dstOffset, 4, QZ_ScaleWrap, &scaleFactor);
+            EXPECT_EQ((Bytes{0x24, 0x68}), dst);
+        }
+}
+
 TEST(AddNibbles, CarriesStayWithinTheirNibble) {
     Bytes srcDst = {0x8F, 0xF8};
     std::int32_t scaleFactor = unset;

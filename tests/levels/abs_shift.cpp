@@ -2,6 +2,7 @@
 // elements is compared too.
 #include "reference/abs_shift.hpp"
 #include "qzk.h"
+#include "support/fenced.hpp"
 #include "support/guarded.hpp"
 #include "support/levels.hpp"
 #include "support/random.hpp"
@@ -160,6 +161,40 @@ TEST_P(AbsShiftLevels, MagnitudesAtEveryDistance) {
         return static_cast<std::int16_t>(reference::magnitude(element, 16));
     });
     compareOverlaps<Word>(floatMagnitudes2, clearedSign);
+}
+
+/// Against either of two pages that nobody may touch.
+TEST_P(AbsShiftLevels, NothingIsReadBeyondTheElements) {
+    Fenced src(1024), dst(1024);
+    const auto check = [&]<class T>(void (*separate)(const T *, T *, std::int32_t)) {
+        for (std::int32_t n = 1; n <= 150; ++n)
+            for (const bool atEnd : {false, true}) {
+                const auto elements = random_.elements<T>(static_cast<std::size_t>(n));
+                const std::size_t bytes = elements.size() * sizeof(T);
+                std::memcpy(src.place(bytes, atEnd), elements.data(), bytes);
+                separate(reinterpret_cast<const T *>(src.place(bytes, atEnd)),
+                         reinterpret_cast<T *>(dst.place(bytes, atEnd)), n);
+                std::vector<T> expected(elements.size());
+                separate(elements.data(), expected.data(), n);
+                ASSERT_EQ(0, std::memcmp(expected.data(), dst.place(bytes, atEnd), bytes))
+                    << n << " elements, seed " << seed();
+            }
+    };
+    check(QZtbAbs2);
+    check(QZwbAbs2);
+    check(floatMagnitudes2);
+    check(+[](const std::uint8_t *from, std::uint8_t *to, std::int32_t n) {
+        std::memcpy(to, from, static_cast<std::size_t>(n));
+        QZybShiftR(to, n, 3);
+    });
+    check(+[](const std::int16_t *from, std::int16_t *to, std::int32_t n) {
+        std::memcpy(to, from, 2 * static_cast<std::size_t>(n));
+        QZwbShiftL(to, n, 3);
+    });
+    check(+[](const std::uint8_t *from, std::uint8_t *to, std::int32_t n) {
+        std::memcpy(to, from, static_cast<std::size_t>(n));
+        QZnbShiftL(to, 0, 2 * n - 1, 1);
+    });
 }
 
 TEST_P(AbsShiftLevels, ShiftsOfNibbles) {

@@ -2,6 +2,7 @@
 // and the whole memory around the operands is compared.
 #include "support/arithmetic_members.hpp"
 #include "support/bits.hpp"
+#include "support/fenced.hpp"
 #include "support/guarded.hpp"
 #include "support/levels.hpp"
 #include "support/random.hpp"
@@ -147,6 +148,42 @@ TEST_P(ArithmeticLevels, TwoSourcesAtEveryDistance) {
         for (int first = -3; first <= 3; ++first)
             for (int second = -3; second <= 3; ++second)
                 ASSERT_NO_FATAL_FAILURE(check(first, second));
+    }
+}
+
+/// Each operand in turn between two others, and against either of two pages that nobody may touch.
+TEST_P(ArithmeticLevels, NothingIsReadBeyondTheOperands) {
+    Fenced fenced(2048);
+    const std::size_t size = fenced.size();
+    for (const IntegerMember &member : integerMembers()) {
+        const Memory before = memory(size, member.letter, static_cast<unsigned>(random_.bits() % 4));
+        for (std::int32_t len = 1; len <= 270; len += len < 140 ? 1 : 13) {
+            const std::int32_t srcOffset = halfOfByte(), dstOffset = halfOfByte();
+            const auto bytes = [&](std::int32_t offset) {
+                const auto n = static_cast<std::size_t>(len);
+                return member.letter == Letter::n   ? (n + 2 - static_cast<std::size_t>(offset)) / 2
+                       : member.letter == Letter::w ? 2 * n
+                                                    : n;
+            };
+            const std::size_t last = size - bytes(srcOffset);
+            const Layout layouts[] = {{0, last, size / 2, srcOffset, dstOffset, 3, len},
+                                      {last, 0, size / 2, srcOffset, dstOffset, 3, len},
+                                      {size / 3, size / 2, 0, srcOffset, dstOffset, 3, len},
+                                      {size / 3, 0, size - bytes(dstOffset), srcOffset, dstOffset, 3, len}};
+            for (const Layout &layout : layouts) {
+                const auto mode = static_cast<std::int32_t>(random_.integer(0, 3));
+                const auto factor = static_cast<std::int32_t>(random_.integer(-3, 8));
+                const Layout adapted = member.adapted(layout);
+                std::int32_t fencedFactor = factor, plainFactor = factor;
+                Memory expected = before;
+                reference::scaled(member.call(expected.data(), adapted), mode, plainFactor);
+                std::memcpy(fenced.begin(), before.data(), size);
+                member.run(fenced.begin(), adapted, mode, &fencedFactor);
+                ASSERT_EQ(plainFactor, fencedFactor) << member.name << ": " << adapted;
+                ASSERT_EQ(0, std::memcmp(expected.data(), fenced.begin(), size))
+                    << member.name << ": " << adapted << ", mode " << mode << ", seed " << seed();
+            }
+        }
     }
 }
 

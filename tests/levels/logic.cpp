@@ -220,10 +220,6 @@ protected:
         for (Fenced *memory : {&src1_, &src2_, &dst_})
             std::memset(memory->begin(), 0x5A, memory->size());
     }
-
-    static std::uint8_t *place(Fenced &memory, std::size_t bytes, bool atEnd) {
-        return atEnd ? memory.end() - bytes : memory.begin();
-    }
 };
 INSTANTIATE_TEST_SUITE_P(Levels, LogicFences, testing::ValuesIn(availableLevels()), levelTestName);
 
@@ -237,11 +233,11 @@ TEST_P(LogicFences, BitRunsTouchNothingPastTheirBytes) {
                 for (std::int32_t len = 1; len <= 1100; len += len < 300 ? 1 : 37)
                     for (const bool atEnd : {false, true}) {
                         const std::size_t srcBytes = bytesOf(srcOffset, len);
-                        std::uint8_t *const dst = place(dst_, bytesOf(dstOffset, len), atEnd);
-                        const std::uint8_t *const src1 = place(src1_, srcBytes, atEnd);
+                        std::uint8_t *const dst = dst_.place(bytesOf(dstOffset, len), atEnd);
+                        const std::uint8_t *const src1 = src1_.place(srcBytes, atEnd);
                         member.bits2(src1, dst, srcOffset, dstOffset, len);
                         if (member.bits3 != nullptr)
-                            member.bits3(src1, place(src2_, srcBytes, atEnd), dst, srcOffset, dstOffset, len);
+                            member.bits3(src1, src2_.place(srcBytes, atEnd), dst, srcOffset, dstOffset, len);
                     }
 }
 
@@ -250,18 +246,18 @@ TEST_P(LogicFences, OtherRunsTouchNothingPastTheirBytes) {
         for (std::int32_t len = 1; len <= 300; ++len)
             for (const bool atEnd : {false, true}) {
                 const auto bytes = static_cast<std::size_t>(len);
-                std::uint8_t *const dst = place(dst_, bytes, atEnd);
-                member.bytes2(place(src1_, bytes, atEnd), dst, len);
+                std::uint8_t *const dst = dst_.place(bytes, atEnd);
+                member.bytes2(src1_.place(bytes, atEnd), dst, len);
                 if (member.bytes3 != nullptr)
-                    member.bytes3(place(src1_, bytes, atEnd), place(src2_, bytes, atEnd), dst, len);
+                    member.bytes3(src1_.place(bytes, atEnd), src2_.place(bytes, atEnd), dst, len);
                 member.bytes2s(0x3C, dst, len);
-                member.words2s(0x1234, reinterpret_cast<std::int16_t *>(place(dst_, 2 * bytes, atEnd)), len);
+                member.words2s(0x1234, reinterpret_cast<std::int16_t *>(dst_.place(2 * bytes, atEnd)), len);
                 for (const std::int32_t offset : {0, 1})
                     member.nibbles2s(0x3,
-                                     place(dst_, (bytes + 2 - static_cast<std::size_t>(offset)) / 2, atEnd),
+                                     dst_.place((bytes + 2 - static_cast<std::size_t>(offset)) / 2, atEnd),
                                      offset, len);
                 for (std::int32_t offset = 0; offset < 8; ++offset)
-                    QZbbNot(place(dst_, static_cast<std::size_t>(14 - offset + len) / 8, atEnd), offset, len);
+                    QZbbNot(dst_.place(static_cast<std::size_t>(14 - offset + len) / 8, atEnd), offset, len);
             }
 }
 

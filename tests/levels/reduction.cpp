@@ -33,7 +33,7 @@ protected:
 
     /// Random bytes at either end of the memory; `variety` is how many values they take.
     const std::uint8_t *place(std::size_t bytes, bool atEnd, unsigned variety) {
-        std::uint8_t *const first = atEnd ? memory_.end() - bytes : memory_.begin();
+        std::uint8_t *const first = memory_.place(bytes, atEnd);
         const auto base = random_.bits();
         for (std::size_t i = 0; i < bytes; ++i)
             first[i] = static_cast<std::uint8_t>(base + random_.bits() % variety);

@@ -37,8 +37,8 @@ protected:
                  bool atEnd) {
         const std::size_t srcBytes = (srcSkipped + n + member.perByte - 1) / member.perByte;
         const std::size_t dstBytes = (dstSkipped + n + member.perByte - 1) / member.perByte;
-        std::uint8_t *const src = atEnd ? source_.end() - srcBytes : source_.begin();
-        std::uint8_t *const dst = atEnd ? target_.end() - dstBytes : target_.begin();
+        std::uint8_t *const src = source_.place(srcBytes, atEnd);
+        std::uint8_t *const dst = target_.place(dstBytes, atEnd);
         const Bytes data = random_.elements<std::uint8_t>(srcBytes);
         Bytes expected = random_.elements<std::uint8_t>(dstBytes);
         if (srcBytes != 0) std::memcpy(src, data.data(), srcBytes);

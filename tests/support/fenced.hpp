@@ -26,6 +26,8 @@ public:
     /// One past the last byte, where the upper fence begins.
     std::uint8_t *end() { return begin() + size_; }
     std::size_t size() const { return size_; }
+    /// `bytes` bytes against the upper fence, or else against the lower one.
+    std::uint8_t *place(std::size_t bytes, bool atEnd) { return atEnd ? end() - bytes : begin(); }
 
 private:
     std::size_t page_, size_;
