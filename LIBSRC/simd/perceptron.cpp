@@ -23,31 +23,7 @@ constexpr std::size_t blockUnits = 32;
 static_assert(blockUnits % unitsAtOnce == 0 && blockUnits % lanes == 0);
 
 /// As many floats as a vector has doubles.
-#if QZK_SIMD_LEVEL == 1
-using HalfFloats = __m128;
-QZK_INLINE HalfFloats loadHalf(const float *from) {
-    return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(from)));
-}
-/// The first `count`, which are fewer than the lanes, then zeros.
-QZK_INLINE HalfFloats loadFirst(const float *from, std::size_t) { return _mm_set_ss(elementAt(from, 0)); }
-QZK_INLINE Vec<double> widen(HalfFloats v) { return (Vec<double>)_mm_cvtps_pd(v); }
-/// The larger of a and the magnitude of b, lane by lane; a where b is not a number.
-QZK_INLINE HalfFloats largest(HalfFloats a, HalfFloats b) {
-    return _mm_max_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), b), a);
-}
-#else
-#if QZK_SIMD_LEVEL == 2
-using HalfFloats = __m128;
-QZK_INLINE HalfFloats loadHalf(const float *from) { return _mm_loadu_ps(from); }
-QZK_INLINE HalfFloats loadFirst(const float *from, std::size_t count) {
-    const __m128i numbers = _mm_setr_epi32(0, 1, 2, 3);
-    return _mm_maskload_ps(from, _mm_cmpgt_epi32(_mm_set1_epi32(static_cast<int>(count)), numbers));
-}
-QZK_INLINE Vec<double> widen(HalfFloats v) { return (Vec<double>)_mm256_cvtps_pd(v); }
-QZK_INLINE HalfFloats largest(HalfFloats a, HalfFloats b) {
-    return _mm_max_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), b), a);
-}
-#else
+#if QZK_SIMD_LEVEL == 3
 using HalfFloats = __m256;
 QZK_INLINE HalfFloats loadHalf(const float *from) { return _mm256_loadu_ps(from); }
 QZK_INLINE HalfFloats loadFirst(const float *from, std::size_t count) {
@@ -57,7 +33,27 @@ QZK_INLINE Vec<double> widen(HalfFloats v) { return (Vec<double>)_mm512_cvtps_pd
 QZK_INLINE HalfFloats largest(HalfFloats a, HalfFloats b) {
     return _mm256_max_ps(_mm256_andnot_ps(_mm256_set1_ps(-0.0f), b), a);
 }
+#else
+using HalfFloats = __m128;
+#if QZK_SIMD_LEVEL == 2
+QZK_INLINE HalfFloats loadHalf(const float *from) { return _mm_loadu_ps(from); }
+/// The first `count`, which are fewer than the lanes, then zeros.
+QZK_INLINE HalfFloats loadFirst(const float *from, std::size_t count) {
+    const __m128i numbers = _mm_setr_epi32(0, 1, 2, 3);
+    return _mm_maskload_ps(from, _mm_cmpgt_epi32(_mm_set1_epi32(static_cast<int>(count)), numbers));
+}
+QZK_INLINE Vec<double> widen(HalfFloats v) { return (Vec<double>)_mm256_cvtps_pd(v); }
+#else
+QZK_INLINE HalfFloats loadHalf(const float *from) {
+    return _mm_castsi128_ps(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(from)));
+}
+QZK_INLINE HalfFloats loadFirst(const float *from, std::size_t) { return _mm_set_ss(elementAt(from, 0)); }
+QZK_INLINE Vec<double> widen(HalfFloats v) { return (Vec<double>)_mm_cvtps_pd(v); }
 #endif
+/// The larger of a and the magnitude of b, lane by lane; a where b is not a number.
+QZK_INLINE HalfFloats largest(HalfFloats a, HalfFloats b) {
+    return _mm_max_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), b), a);
+}
 #endif
 
 /// Stores the sums of the lanes of four vectors.
@@ -157,12 +153,13 @@ constexpr double saturation = 110.0;
 /// Bound on the error of the logistic function of a sum of n products in double, relative to the result, and
 /// infinity where there is none. `reach` is a bound on the sum of the products' magnitudes.
 ///
-/// The products are exact. Their sum in any order is within n 2^-53 (1 + 2^-10) of the exact one relative to
-/// the sum of their magnitudes, for n below 2^32; the definition's within n 2^-63. An error d of the sum, d
-/// below 2^-10, makes one of at most 1.01 d relative to the result. The exponential's error is below 2^-49,
-/// one addition and one division round, and the definition's own logistic function is within 2^-62.
+/// The products are exact, and each goes through at most n / lanes + lanes additions. For n below 2^32, that
+/// many times 2^-53 (1 + 2^-7) of the sum of the magnitudes bounds the error of the sum and that of the
+/// definition's, which is n 2^-64. An error d of the sum, d below 2^-10, makes one of at most 1.001 d
+/// relative to the result. The exponential's error is below 2^-49, one addition, one division and the bound's
+/// own difference round, and the definition's logistic function is within 2^-62.
 QZK_INLINE double errorBound(double reach, std::size_t n) {
-    const double error = reach * (static_cast<double>(n) * 0x1.04p-53) + 0x1p-48;
+    const double error = reach * (static_cast<double>(n / lanes + lanes) * 0x1.04p-53) + 0x1p-48;
     return error < 0x1p-10 ? error : __builtin_inf();
 }
 

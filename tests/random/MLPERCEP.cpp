@@ -100,6 +100,32 @@ TEST_P(PerceptronLevels, WholeRangeOfSums) {
     }
 }
 
+// Chains of additions in doubles that each lose nearly half a unit of the same sign, in as many lanes as the
+// level has: about as much as can be lost. The definition loses less.
+TEST_P(PerceptronLevels, SumsThatLoseAsMuchAsTheyCan) {
+    const std::size_t lanes = GetParam() == simd::Level::avx512 ? 8 : GetParam() == simd::Level::avx2 ? 4 : 2;
+    std::vector<float> input(lanes + 160, 0x1.fcp-34f);
+    for (std::size_t lane = 0; lane < lanes; ++lane)
+        input[lane] = lane % 2 == 0 ? 0x1.00001p20f : -0x1.00001p20f;
+    input.push_back(-16);
+    Random random;
+    constexpr std::size_t nUnits = 2000;
+    std::vector<float> weights(input.size() * nUnits, 1.0f);
+    for (std::size_t unit = 1; unit <= nUnits; ++unit)
+        weights[unit * input.size() - 1] = static_cast<float>(random.real(0.5, 1));
+    compareFloats(input, {nUnits}, weights);
+}
+
+// In doubles, the sum is -111 and saturates; it is -103.5.
+TEST_P(PerceptronLevels, SumsThatSaturateOnlyInDoubles) {
+    std::vector<float> input(17);
+    input[0] = 0x1p56f;
+    input[1] = -111;
+    input[8] = 7.5f;
+    input[16] = -0x1p56f;
+    compareFloats(input, {3}, std::vector<float>(51, 1.0f));
+}
+
 // The magnitudes of several units' weights are collected together. A not-a-number of one unit, be it quiet or
 // signalling, must not hide that another unit's terms cancel.
 TEST_P(PerceptronLevels, NotANumberHidesNoCancellation) {
@@ -121,6 +147,21 @@ TEST_P(PerceptronLevels, NotANumberHidesNoCancellation) {
             }
             compareFloats(std::vector<float>(n, 1.0f), {nUnits}, weights);
         }
+}
+
+// The bound takes in each input, and each of the units summed together.
+TEST_P(PerceptronLevels, CancellationAnywhereIsFound) {
+    constexpr std::size_t n = 75, nUnits = 40;
+    for (std::size_t place = 0; place + 16 < n; ++place) {
+        std::vector<float> input(n);
+        input[place] = 0x1p55f;
+        input[place + 8] = 1;
+        input[place + 16] = -0x1p55f;
+        std::vector<float> weights(n * nUnits, 0x1p-60f);
+        for (std::size_t i = 0; i < n; ++i)
+            weights[place % nUnits * n + i] = 1;
+        compareFloats(input, {nUnits}, weights);
+    }
 }
 
 // Close to 0 the function is 1/2 + s/4: these sums lie by middles between two floats.
