@@ -1,6 +1,7 @@
 // Multilayer perceptrons: the forward pass.
 #include "common/memory.hpp"
 #include "common/report.hpp"
+#include "common/unaligned.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
 
@@ -42,7 +43,7 @@ void QZsMLPerceptron(int32_t nInputs, const float *input, int32_t nLayers, const
     Buffer<float> below;
     std::size_t nBelow = countOf(nInputs);
     for (std::int32_t layer = 0; layer < nLayers; ++layer) {
-        const std::size_t nUnits = countOf(layerSizes[layer]);
+        const std::size_t nUnits = countOf(elementAt(layerSizes, layer));
         const bool isLast = layer == nLayers - 1;
         Buffer<float> units;
         if (!isLast) {
@@ -67,7 +68,7 @@ void QZwMLPerceptron(int32_t nInputs, int32_t inputScale, const int16_t *input, 
     QZwdbConvertUp(input, below.get(), nInputs, scaleUp(inputScale));
     const double weightUnit = QZwdConvertUp(1, scaleUp(weightScale));
     for (std::int32_t layer = 0; layer < nLayers; ++layer) {
-        const std::size_t nUnits = countOf(layerSizes[layer]);
+        const std::size_t nUnits = countOf(elementAt(layerSizes, layer));
         auto units = allocateUnits<double>(nUnits, "insufficiency of memory for pointer  outputPtr", 167);
         if (!units) return;
         simd::kernels().perceptron.layerOfWords(below.get(), nBelow, weights, weightUnit, nUnits,
@@ -76,7 +77,7 @@ void QZwMLPerceptron(int32_t nInputs, int32_t inputScale, const int16_t *input, 
         nBelow = nUnits;
         below = std::move(units);
     }
-    QZdwbConvertDown(below.get(), output, layerSizes[nLayers - 1], outputMode, outputScale);
+    QZdwbConvertDown(below.get(), output, static_cast<std::int32_t>(nBelow), outputMode, outputScale);
 }
 
 } // extern "C"

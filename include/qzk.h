@@ -2159,7 +2159,8 @@ QZK_API int32_t QZwEvalSemicontHMMViterbi(int32_t model, const int16_t *const *o
  * farther. Not-a-number is never farther and never nearer.
  * @param x `dim` elements
  * @param dim elements of a vector; 0 or less: all distances are 0
- * @param nCodes number of code vectors, up to 32767; 0 or less: nothing is written
+ * @param nCodes number of code vectors, up to 65535; 0 or less: nothing is written. Numbers of codes above
+ *               32767 appear less 65536
  * @param codebook `nCodes` times `dim` elements
  * @param nBest number of codes to rank; more than `nCodes`: all; 0 or less: `best` is not touched
  * @param best room for `nCodes` numbers: the nearest codes in order of increasing distance, counted from 1,
@@ -2176,7 +2177,8 @@ QZK_API int16_t *QZsVQKohonen(const float *x, int32_t dim, int32_t nCodes, const
  * distances are truncated to integers, those above 2147483647 to that.
  * @param x `dim` elements
  * @param dim elements of a vector; 0 or less: all distances are 0
- * @param nCodes number of code vectors, up to 32767; 0 or less: nothing is written
+ * @param nCodes number of code vectors, up to 65535; 0 or less: nothing is written. Numbers of codes above
+ *               32767 appear less 65536
  * @param codebook `nCodes` times `dim` elements
  * @param nBest number of codes to rank; more than `nCodes`: all; 0 or less: `best` is not touched
  * @param best room for `nCodes` numbers: the nearest codes in order of increasing distance, counted from 1,
@@ -2200,8 +2202,9 @@ QZK_API int16_t *QZwVQKohonen(const int16_t *x, int32_t dim, int32_t nCodes, con
  * wanted, the client adds a constant input. The weights stand one after the other: for each layer, from the
  * lowest, and for each of its units, one weight per unit of the layer below.
  *
- * Layers between need memory for the time of the call. When there is none, #QZ_StsNoMem is reported in the
- * name of QZwMLPerceptron() and the output stays as it is. The output must not overlap anything else.
+ * Layers between, and in the 16-bit form the inputs and the last layer too, need memory for the time of the
+ * call. When there is none, #QZ_StsNoMem is reported in the name of QZwMLPerceptron() and the output stays as
+ * it is.
  * @{
  */
 
@@ -2214,7 +2217,8 @@ QZK_API int16_t *QZwVQKohonen(const int16_t *x, int32_t dim, int32_t nCodes, con
  * @param nLayers number of layers, that of the inputs not counted; 0 or less: nothing is written
  * @param layerSizes number of units of each layer
  * @param weights all weights
- * @param output room for the units of the last layer
+ * @param output room for the units of the last layer; must not overlap the weights, nor the input where there
+ *               is only one layer
  */
 QZK_API void QZsMLPerceptron(int32_t nInputs, const float *input, int32_t nLayers, const int32_t *layerSizes,
                              const float *weights, float *output);
@@ -2232,7 +2236,7 @@ QZK_API void QZsMLPerceptron(int32_t nInputs, const float *input, int32_t nLayer
  * @param layerSizes number of units of each layer
  * @param weightScale the weights stand for their value times 2^weightScale; -64 to 64
  * @param weights all weights
- * @param output room for the units of the last layer
+ * @param output room for the units of the last layer; written last, so that it may overlap all the others
  * @param outputMode scale mode of QZdwbConvertDown()
  * @param outputScale scale factor of QZdwbConvertDown()
  */

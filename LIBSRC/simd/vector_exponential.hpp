@@ -68,7 +68,7 @@ QZK_INLINE Pair twoSum(Vec<double> a, Vec<double> b) {
 
 /// e^x for |x| up to 600; relative error below 1.5 * 2^-61. Beyond, the low part loses bits to underflow.
 ///
-/// x = n ln(2) + r + rest with |r| < 0.347 and |rest| < 1.1 * 2^-55. The terms up to r^3 / 6 are pairs. The
+/// x = n ln(2) + r + rest with |r| < 0.347 and |rest| <= 2^-55, up to n 2^-86. The terms up to r^3 / 6 are pairs. The
 /// others, below 2^-10 in all, are not: their error is below 4.6 * 2^-53 of r^4 / 24, and that of the two
 /// additions that take them up below 2^-64 each. What follows r^15 / 15! is below 2^-68, and what the factor
 /// of the rest lacks of e^r makes less than 2^-65. The result is e^r, at least 0.707, times a power of 2.
@@ -76,9 +76,9 @@ QZK_INLINE Pair exponentialPair(Vec<double> x) {
     const Vec<double> integers = splat(0x1.8p52);
     const Vec<double> shifted = x * splat(0x1.71547652b82fep+0) + integers;
     const Vec<double> n = shifted - integers;
-    // The products of n with the first two parts of ln(2) are exact, and so is the first difference.
+    // The products of n with the two parts of ln(2) are exact, and so is the first difference.
     const Pair reduced = twoSum(x - n * splat(0x1.62e42fefa3800p-1), -(n * splat(0x1.ef35793c76000p-45)));
-    const Vec<double> r = reduced.hi, rest = reduced.lo - n * splat(0x1.cc01f97b57a08p-87);
+    const Vec<double> r = reduced.hi, rest = reduced.lo;
 
     constexpr double coefficients[] = {0x1.ae7f3e733b81fp-41, 0x1.93974a8c07c9dp-37, 0x1.6124613a86d09p-33,
                                        0x1.1eed8eff8d898p-29, 0x1.ae64567f544e4p-26, 0x1.27e4fb7789f5cp-22,

@@ -2,6 +2,7 @@
 #include "qzk.h"
 #include "support/bits.hpp"
 #include "support/failing_heap.hpp"
+#include "support/guarded.hpp"
 #include "support/reports.hpp"
 
 #include <gtest/gtest.h>
@@ -76,6 +77,28 @@ TEST(Perceptron, SumsInOrderAndInExtendedPrecision) {
     EXPECT_EQ(0x1.764d5p-1f, evaluate({0x1p64f, -0x1p64f, 1}, {1}, {1, 1, 1})[0]);
 }
 
+TEST(Perceptron, OutputOfSeveralLayersMayReplaceTheInput) {
+    float values[] = {1, 2};
+    const int32_t sizes[] = {2, 2};
+    const float weights[] = {1, 0, 0, -1, 1, -1, 0, 0};
+    QZsMLPerceptron(2, values, 2, sizes, weights, values);
+    EXPECT_EQ(0x1.4bf65ep-1f, values[0]);
+    EXPECT_EQ(0.5f, values[1]);
+}
+
+TEST(Perceptron, OperandsMayHaveAnyAddress) {
+    const float values[] = {1, 2}, weights[] = {1, 0, 0, -1, 1, -1, 0, 0};
+    const int32_t sizes[] = {2, 2};
+    Guarded<float> input(2, 1), w(8, 3), output(2, 2);
+    Guarded<int32_t> layers(2, 1);
+    input.assign({values, values + 2});
+    w.assign({weights, weights + 8});
+    layers.assign({sizes, sizes + 2});
+    QZsMLPerceptron(2, input.data(), 2, layers.data(), w.data(), output.data());
+    EXPECT_EQ((std::vector<float>{0x1.4bf65ep-1f, 0.5f}), output.values());
+    EXPECT_TRUE(output.intact());
+}
+
 TEST(Perceptron, WritesNothingWithoutLayers) {
     const float input = 1, weight = 1;
     const int32_t size = 1;
@@ -128,6 +151,29 @@ TEST(WordPerceptron, OfTwoLayers) {
     EXPECT_EQ((std::vector<int16_t>{12980}), evaluateWords({1, 1}, {2, 4, -3}, QZ_ScaleFixed, -15).output);
     EXPECT_EQ((std::vector<int16_t>{16384, 16384}),
               evaluateWords({3, 2}, std::vector<int16_t>(12, 0), QZ_ScaleFixed, -15).output);
+}
+
+TEST(WordPerceptron, OutputMayReplaceInputAndWeights) {
+    int16_t values[] = {3, -1, 2, 4, 0, 0, 0, 0}; // two inputs, then the weights of three units
+    const int32_t size = 3;
+    int32_t scale = -15;
+    QZwMLPerceptron(2, -1, values, 1, &size, -2, values + 2, values, QZ_ScaleFixed, &scale);
+    EXPECT_EQ(18421, values[0]);
+    EXPECT_EQ(16384, values[1]);
+    EXPECT_EQ(16384, values[2]);
+}
+
+TEST(WordPerceptron, OperandsMayHaveAnyAddress) {
+    Guarded<int16_t> input(2, 1), weights(3, 3), output(1, 1);
+    Guarded<int32_t> sizes(2, 2);
+    input.assign({3, -1});
+    weights.assign({2, 4, -3});
+    sizes.assign({1, 1});
+    int32_t scale = -15;
+    QZwMLPerceptron(2, -1, input.data(), 2, sizes.data(), -2, weights.data(), output.data(), QZ_ScaleFixed,
+                    &scale);
+    EXPECT_EQ((std::vector<int16_t>{12980}), output.values());
+    EXPECT_TRUE(output.intact());
 }
 
 TEST(WordPerceptron, FindsTheOutputScale) {

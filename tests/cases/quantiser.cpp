@@ -111,6 +111,20 @@ TEST(Quantiser, NotANumberIsNeitherNearerNorFarther) {
     EXPECT_EQ(Numbers({1, 2, 4, 3}), best);
 }
 
+TEST(Quantiser, NumbersAbove32767WrapAround) {
+    constexpr std::size_t n = 65535;
+    const float x = 0;
+    std::vector<float> codebook(n, 9.0f), distances(n);
+    codebook[39999] = 1;
+    codebook[65534] = 2;
+    Numbers best(n);
+    QZsVQKohonen(&x, 1, n, codebook.data(), 2, best.data(), 0, distances.data());
+    EXPECT_EQ(40000 - 65536, best[0]);
+    EXPECT_EQ(65535 - 65536, best[1]);
+    EXPECT_EQ(0, best[65534]) << "where the last code of the second round was";
+    EXPECT_EQ(1, best[39999]);
+}
+
 TEST(Quantiser, EmptyVectorsAndEmptyCodebooks) {
     const float x = 1;
     float distances[] = {9, 9};

@@ -182,5 +182,35 @@ TEST_P(ImageLevels, OverlappingImages) {
         }
 }
 
+/// Rows whose distance is about their length: the last byte of one may be the first of the other.
+TEST_P(ImageLevels, RowsThatAlmostOverlap) {
+    constexpr std::size_t size = 90;
+    for (const Member &member : members) {
+        const int perByte = static_cast<int>(8 / member.width);
+        for (int columns = 1; columns <= 40 * perByte; ++columns)
+            for (int more = -1; more <= 1; ++more) {
+                const int distance = columns / perByte + more;
+                if (distance < 0) continue;
+                for (const bool upwards : {false, true}) {
+                    auto expected = random_.elements<std::uint8_t>(size);
+                    auto actual = expected;
+                    const auto from = static_cast<std::size_t>(upwards ? 0 : distance);
+                    const auto to = static_cast<std::size_t>(upwards ? distance : 0);
+                    if (member.width == 1)
+                        QZbbCopy(expected.data() + from, expected.data() + to, 7, 7, columns);
+                    if (member.width == 4)
+                        QZnbCopy(expected.data() + from, expected.data() + to, 1, 1, columns);
+                    if (member.width == 8)
+                        QZybCopy(expected.data() + from, expected.data() + to, columns);
+                    const std::uint8_t *const src = actual.data() + from;
+                    std::uint8_t *const dst = actual.data() + to;
+                    member.mirror(&src, &dst, 1, columns, 1);
+                    ASSERT_EQ(expected, actual)
+                        << columns << ' ' << member.name << " from " << from << " to " << to;
+                }
+            }
+    }
+}
+
 } // namespace
 } // namespace qzk::test

@@ -204,13 +204,22 @@ TEST_P(PerceptronLevels, LayersOfWords) {
     }
 }
 
-// One input of 1 and one weight of 1: activations of any sums. Those of exponents that leave a large rest
-// behind the reduced argument are the hardest.
+// Activations of any sums. Those at the edges between two exponents are the hardest.
 TEST_P(PerceptronLevels, ActivationsOfWordsOverTheWholeRange) {
     Random random;
     constexpr double ln2 = 0x1.62e42fefa39efp-1;
     const int16_t weight = 1;
     const std::vector<int32_t> sizes = {1};
+    const auto check = [&](double sum) {
+        double output = -7;
+        simd::kernels().perceptron.layerOfWords(&sum, 1, &weight, 1.0, 1, &output);
+        ASSERT_EQ(reference::perceptron({sum}, sizes, {weight}, 1.0)[0], output)
+            << sum << ", seed " << seed();
+    };
+    // By middles between two doubles, nearer than 2^-61 of the activation.
+    for (const double sum : {-0x1.738a33ed87a6dp+4, -0x1.1afa4470a951p+9, -0x1.1f4f54bb28161p+8,
+                             -0x1.d27d40c7f7c4ap+7, -0x1.488e435b5ad67p+6, -0x1.357d83ca487f1p+8})
+        check(sum);
     for (int round = 0; round < 40000; ++round) {
         double sum = 0.0;
         switch (round % 4) {
@@ -228,11 +237,20 @@ TEST_P(PerceptronLevels, ActivationsOfWordsOverTheWholeRange) {
             sum = std::ldexp(random.reals<double>(1, -1, 1)[0], -static_cast<int>(random.index(60)));
             break;
         }
-        double output = -7;
-        simd::kernels().perceptron.layerOfWords(&sum, 1, &weight, 1.0, 1, &output);
-        ASSERT_EQ(reference::perceptron({sum}, sizes, {weight}, 1.0)[0], output)
-            << sum << ", seed " << seed();
+        check(sum);
     }
+}
+
+TEST_P(PerceptronLevels, ActivationsOfWordsAreSeldomLeftToTheDefinition) {
+    if (GetParam() < simd::Level::avx2) GTEST_SKIP() << "has no other way";
+    Random random;
+    constexpr std::size_t nUnits = 20000;
+    const auto weights = random.elements<int16_t>(nUnits);
+    const double input = 1.0;
+    std::vector<double> output(nUnits);
+    extendedExponentials = 0;
+    simd::kernels().perceptron.layerOfWords(&input, 1, weights.data(), 0x1p-10, nUnits, output.data());
+    EXPECT_LE(extendedExponentials, 600) << "about one in a hundred expected";
 }
 
 TEST_P(PerceptronLevels, WordNetworks) {
