@@ -68,10 +68,11 @@ QZK_INLINE Pair twoSum(Vec<double> a, Vec<double> b) {
 
 /// e^x for |x| up to 600; relative error below 1.5 * 2^-61. Beyond, the low part loses bits to underflow.
 ///
-/// x = n ln(2) + r + rest with |r| < 0.347 and |rest| <= 2^-55, up to n 2^-86. The terms up to r^3 / 6 are pairs. The
-/// others, below 2^-10 in all, are not: their error is below 4.6 * 2^-53 of r^4 / 24, and that of the two
-/// additions that take them up below 2^-64 each. What follows r^15 / 15! is below 2^-68, and what the factor
-/// of the rest lacks of e^r makes less than 2^-65. The result is e^r, at least 0.707, times a power of 2.
+/// x = n ln(2) + r + rest with |r| < 0.347 and |rest| <= 2^-55, up to n 2^-86. The terms up to r^3 / 6 are
+/// pairs. The others, below 2^-10 in all, are not: their error is below 4.6 * 2^-53 of r^4 / 24, and that of
+/// the two additions that take them up below 2^-64 each. What follows r^15 / 15! is below 2^-68, and what the
+/// factor of the rest lacks of e^r makes less than 2^-65. The result is e^r, at least 0.707, times a power
+/// of 2.
 QZK_INLINE Pair exponentialPair(Vec<double> x) {
     const Vec<double> integers = splat(0x1.8p52);
     const Vec<double> shifted = x * splat(0x1.71547652b82fep+0) + integers;

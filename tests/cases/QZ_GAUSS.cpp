@@ -2,6 +2,7 @@
 #include "common/mixture.hpp"
 #include "qzk.h"
 #include "support/bits.hpp"
+#include "support/control_word.hpp"
 #include "support/failing_heap.hpp"
 #include "support/mixtures.hpp"
 #include "support/reports.hpp"
@@ -484,14 +485,6 @@ TEST(ManyMixtures, GiveTheValuesOfEachOne) {
 
 #if defined(__x86_64__) || defined(__i386__)
 
-std::uint16_t controlWord() {
-    std::uint16_t control;
-    __asm__ volatile("fnstcw %0" : "=m"(control));
-    return control;
-}
-/// Forgets what exceptions there were: one that is no longer masked would trap at once.
-void setControlWord(std::uint16_t control) { __asm__ volatile("fnclex; fldcw %0" : : "m"(control)); }
-
 TEST(Mixtures, DoNotDependOnThePrecisionThatTheProcessHasChosen) {
     if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     RecordedReports reports;
@@ -499,18 +492,14 @@ TEST(Mixtures, DoNotDependOnThePrecisionThatTheProcessHasChosen) {
     const auto made = randomMixture<float>(random, Kind::flat, false, 9, 31);
     const auto full = randomMixture<float>(random, Kind::flat, true, 3, 9);
     const Server<float> server(made.model), lookup(made.model, true), fullServer(full.model);
-    const std::uint16_t initial = controlWord();
-    const double values[] = {server.at(made.x), lookup.at(made.x), fullServer.at(full.x)};
-    // 24 and 53 bits, rounding downwards and towards zero, and traps for every exception.
-    for (const int control : {0x007F, 0x027F, 0x077F, 0x0F7F, 0x0240}) {
-        setControlWord(static_cast<std::uint16_t>(control));
-        const double again[] = {server.at(made.x), lookup.at(made.x), fullServer.at(full.x)};
-        const std::uint16_t after = controlWord();
-        setControlWord(initial);
+    const auto evaluate = [&] {
+        return std::vector<double>{server.at(made.x), lookup.at(made.x), fullServer.at(full.x)};
+    };
+    const auto values = evaluate();
+    underControlWords(evaluate, [&](int control, int after, const std::vector<double> &again) {
         EXPECT_EQ(control, after);
-        for (std::size_t i = 0; i < 3; ++i)
-            EXPECT_TRUE(sameBits(values[i], again[i])) << std::hex << control << ", " << i;
-    }
+        EXPECT_TRUE(sameBits(values, again)) << std::hex << control;
+    });
 }
 
 #endif

@@ -200,8 +200,7 @@ TEST_P(ImageLevels, RowsThatAlmostOverlap) {
                         QZbbCopy(expected.data() + from, expected.data() + to, 7, 7, columns);
                     if (member.width == 4)
                         QZnbCopy(expected.data() + from, expected.data() + to, 1, 1, columns);
-                    if (member.width == 8)
-                        QZybCopy(expected.data() + from, expected.data() + to, columns);
+                    if (member.width == 8) QZybCopy(expected.data() + from, expected.data() + to, columns);
                     const std::uint8_t *const src = actual.data() + from;
                     std::uint8_t *const dst = actual.data() + to;
                     member.mirror(&src, &dst, 1, columns, 1);

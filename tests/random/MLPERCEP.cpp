@@ -2,6 +2,7 @@
 #include "qzk.h"
 #include "reference/perceptron.hpp"
 #include "support/bits.hpp"
+#include "support/control_word.hpp"
 #include "support/guarded.hpp"
 #include "support/levels.hpp"
 #include "support/random.hpp"
@@ -186,6 +187,31 @@ TEST_P(PerceptronLevels, RandomSumsAreHardlyEverLeftToTheDefinition) {
     else
         EXPECT_LE(extendedExponentials, 10) << "about 2 in a million are expected";
 }
+
+#if defined(__x86_64__) || defined(__i386__)
+
+// Sums by middles, and a sum that needs 64 bits, so that the definition runs at every level.
+TEST_P(PerceptronLevels, PrecisionThatTheProcessHasChosenDoesNotMatter) {
+    const float input[] = {0x1p60f, 1, -0x1p60f}, weights[] = {1, 1, 1, 0, 0x1p-23f, 0, 0, 0x1.8p-22f, 0};
+    const double wordInput = 1;
+    const int16_t wordWeights[] = {700, -1, 0, -600, 32767, -32768, -700, 1};
+    const auto evaluate = [&] {
+        const int32_t size = 3;
+        std::vector<float> floats(3);
+        QZsMLPerceptron(3, input, 1, &size, weights, floats.data());
+        std::vector<double> values(8);
+        simd::kernels().perceptron.layerOfWords(&wordInput, 1, wordWeights, 1.0, 8, values.data());
+        values.insert(values.end(), floats.begin(), floats.end());
+        return values;
+    };
+    const auto values = evaluate();
+    underControlWords(evaluate, [&](int control, int after, const std::vector<double> &again) {
+        EXPECT_EQ(control, after);
+        EXPECT_TRUE(sameBits(values, again)) << std::hex << control;
+    });
+}
+
+#endif
 
 TEST_P(PerceptronLevels, LayersOfWords) {
     Random random;
