@@ -2,7 +2,7 @@
 #include "common/mixture.hpp"
 #include "qzk.h"
 #include "support/bits.hpp"
-#include "support/control_word.hpp"
+#include "support/extended_precision.hpp"
 #include "support/failing_heap.hpp"
 #include "support/mixtures.hpp"
 #include "support/reports.hpp"

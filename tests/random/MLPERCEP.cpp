@@ -2,7 +2,7 @@
 #include "qzk.h"
 #include "reference/perceptron.hpp"
 #include "support/bits.hpp"
-#include "support/control_word.hpp"
+#include "support/extended_precision.hpp"
 #include "support/guarded.hpp"
 #include "support/levels.hpp"
 #include "support/random.hpp"
@@ -192,6 +192,7 @@ TEST_P(PerceptronLevels, RandomSumsAreHardlyEverLeftToTheDefinition) {
 
 // Sums by middles, and a sum that needs 64 bits, so that the definition runs at every level.
 TEST_P(PerceptronLevels, PrecisionThatTheProcessHasChosenDoesNotMatter) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     const float input[] = {0x1p60f, 1, -0x1p60f}, weights[] = {1, 1, 1, 0, 0x1p-23f, 0, 0, 0x1.8p-22f, 0};
     const double wordInput = 1;
     const int16_t wordWeights[] = {700, -1, 0, -600, 32767, -32768, -700, 1};
@@ -214,6 +215,7 @@ TEST_P(PerceptronLevels, PrecisionThatTheProcessHasChosenDoesNotMatter) {
 #endif
 
 TEST_P(PerceptronLevels, LayersOfWords) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     Random random;
     for (std::size_t n = 0; n <= 70; ++n) {
         const std::size_t nUnits = random.index(70);
@@ -232,6 +234,7 @@ TEST_P(PerceptronLevels, LayersOfWords) {
 
 // Activations of any sums. Those at the edges between two exponents are the hardest.
 TEST_P(PerceptronLevels, ActivationsOfWordsOverTheWholeRange) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     Random random;
     constexpr double ln2 = 0x1.62e42fefa39efp-1;
     const int16_t weight = 1;
@@ -280,6 +283,7 @@ TEST_P(PerceptronLevels, ActivationsOfWordsAreSeldomLeftToTheDefinition) {
 }
 
 TEST_P(PerceptronLevels, WordNetworks) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     Random random;
     for (int round = 0; round < 40; ++round) {
         const auto sizes = randomSizes(random);

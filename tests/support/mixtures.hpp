@@ -3,6 +3,7 @@
 
 #include "common/mixture.hpp"
 #include "reference/mixture.hpp"
+#include "support/extended_precision.hpp"
 #include "support/random.hpp"
 
 #include <cmath>
@@ -11,12 +12,6 @@
 #include <vector>
 
 namespace qzk::test {
-
-/// Whether the processor computes long double in 64 bits. Valgrind does not.
-inline bool hasExtendedPrecision() {
-    volatile long double small = 0x1p-60L;
-    return 1.0L + small != 1.0L;
-}
 
 enum class Kind {
     clusters, ///< the vector is near one component

@@ -1,9 +1,15 @@
-// What a process has chosen for long double: precision, rounding and traps.
+// Whether long double has its precision, and what a process has chosen for it: precision, rounding and traps.
 #pragma once
 
 #include <cstdint>
 
 namespace qzk::test {
+
+/// Whether the processor computes long double in 64 bits. Valgrind does not.
+inline bool hasExtendedPrecision() {
+    volatile long double small = 0x1p-60L;
+    return 1.0L + small != 1.0L;
+}
 
 #if defined(__x86_64__) || defined(__i386__)
 
