@@ -21,6 +21,10 @@ constexpr const char *reportedName = "QZwMLPerceptron";
 
 std::size_t countOf(std::int32_t count) { return static_cast<std::size_t>(std::max(count, 0)); }
 
+std::size_t unitsOf(const std::int32_t *layerSizes, std::int32_t layer) {
+    return countOf(elementAt(layerSizes, static_cast<std::size_t>(layer)));
+}
+
 /// The scale factor that multiplies by 2^scale.
 std::int32_t scaleUp(std::int32_t scale) {
     return -std::max(scale, -std::numeric_limits<std::int32_t>::max());
@@ -43,7 +47,7 @@ void QZsMLPerceptron(int32_t nInputs, const float *input, int32_t nLayers, const
     Buffer<float> below;
     std::size_t nBelow = countOf(nInputs);
     for (std::int32_t layer = 0; layer < nLayers; ++layer) {
-        const std::size_t nUnits = countOf(elementAt(layerSizes, layer));
+        const std::size_t nUnits = unitsOf(layerSizes, layer);
         const bool isLast = layer == nLayers - 1;
         Buffer<float> units;
         if (!isLast) {
@@ -68,7 +72,7 @@ void QZwMLPerceptron(int32_t nInputs, int32_t inputScale, const int16_t *input, 
     QZwdbConvertUp(input, below.get(), nInputs, scaleUp(inputScale));
     const double weightUnit = QZwdConvertUp(1, scaleUp(weightScale));
     for (std::int32_t layer = 0; layer < nLayers; ++layer) {
-        const std::size_t nUnits = countOf(elementAt(layerSizes, layer));
+        const std::size_t nUnits = unitsOf(layerSizes, layer);
         auto units = allocateUnits<double>(nUnits, "insufficiency of memory for pointer  outputPtr", 167);
         if (!units) return;
         simd::kernels().perceptron.layerOfWords(below.get(), nBelow, weights, weightUnit, nUnits,
