@@ -138,14 +138,25 @@ TEST(RotateBytes, EmptyExtentsMoveNothing) {
             }
 }
 
-TEST(RotateBytes, TheStatusIsNeitherReadNorChanged) {
-    const Image src = {{1, 2}};
-    Image dst = {{0, 0}};
-    QZSetStatus(QZ_StsBadArg);
-    QZyRotateImage(src.rows(), dst.rows(), 180, 1, 2, 1, 2);
-    EXPECT_EQ(QZ_StsBadArg, QZGetStatus());
-    QZSetStatus(QZ_StsOk);
-    EXPECT_EQ((Image{{2, 1}}), dst);
+TEST(RotateMembers, TheStatusIsNeitherReadNorChanged) {
+    const Image src = {{0x12}};
+    std::int8_t signedByte = 5, signedTarget = 0;
+    const std::int8_t *const signedRow = &signedByte;
+    std::int8_t *const signedTargetRow = &signedTarget;
+    for (const std::int32_t angle : {90, -90, 180}) {
+        Image bits = {{0}}, nibbles = {{0}}, bytes = {{0}};
+        QZSetStatus(QZ_StsBadArg);
+        QZbRotateImage(src.rows(), bits.rows(), angle, 1, 8, 1, 1); // column 3
+        QZnRotateImage(src.rows(), nibbles.rows(), angle, 1, 1, 1, 1);
+        QZyRotateImage(src.rows(), bytes.rows(), angle, 1, 1, 1, 1);
+        QZtRotateImage(&signedRow, &signedTargetRow, angle, 1, 1, 1, 1);
+        EXPECT_EQ(QZ_StsBadArg, QZGetStatus());
+        QZSetStatus(QZ_StsOk);
+        EXPECT_EQ((Image{{0x80}}), bits);
+        EXPECT_EQ((Image{{0x10}}), nibbles);
+        EXPECT_EQ((Image{{0x12}}), bytes);
+        EXPECT_EQ(5, signedTarget);
+    }
 }
 
 TEST(RotateBits, BitsBeforeAndBehindThePictureStay) {
@@ -192,6 +203,182 @@ TEST(RotateNibbles, HalfTurnBetweenHalvesOfBytes) {
     Image even = {{0xFF, 0xFF}};
     QZnRotateImage(src.rows(), even.rows(), 180, 1, 3, 1, 3);
     EXPECT_EQ((Image{{0x32, 0x1F}}), even);
+}
+
+TEST(RotateBytes, SmallerSourceIsCentredByEveryTurn) {
+    const Image src = {{1, 2}, {3, 4}};
+    for (const std::int32_t angle : {90, -90, 180}) {
+        Image dst(4, 5, 99);
+        QZyRotateImage(src.rows(), dst.rows(), angle, 2, 2, 4, 5);
+        const Image left = {
+            {99, 99, 99, 99, 99}, {99, 2, 4, 99, 99}, {99, 1, 3, 99, 99}, {99, 99, 99, 99, 99}};
+        const Image right = {
+            {99, 99, 99, 99, 99}, {99, 3, 1, 99, 99}, {99, 4, 2, 99, 99}, {99, 99, 99, 99, 99}};
+        const Image half = {
+            {99, 99, 99, 99, 99}, {99, 4, 3, 99, 99}, {99, 2, 1, 99, 99}, {99, 99, 99, 99, 99}};
+        EXPECT_EQ(angle == 90 ? left : angle == -90 ? right : half, dst) << angle;
+    }
+}
+
+TEST(RotatePacked, EveryOtherAngleIsCounterClockwise) {
+    const Image bits = {{0xC0}, {0x80}}, nibbles = {{0x12}, {0x34}};
+    for (const std::int32_t angle : {90, 0, 270, -270, 91, -180, 360, INT32_MIN, INT32_MAX}) {
+        Image ofBits(2, 1, 0), ofNibbles(2, 1, 0);
+        QZbRotateImage(bits.rows(), ofBits.rows(), angle, 2, 2, 2, 2);
+        EXPECT_EQ((Image{{0x80}, {0xC0}}), ofBits) << angle;
+        QZnRotateImage(nibbles.rows(), ofNibbles.rows(), angle, 2, 2, 2, 2);
+        EXPECT_EQ((Image{{0x24}, {0x13}}), ofNibbles) << angle;
+    }
+}
+
+// The letter F, one bit an element.
+TEST(RotateBits, ABlockOfEightByEight) {
+    const Image src = {{0x7E}, {0x40}, {0x40}, {0x78}, {0x40}, {0x40}, {0x40}, {0x00}};
+    Image left(8, 1, 0xAA);
+    Image right(8, 1, 0xAA);
+    Image half(8, 1, 0xAA);
+    QZbRotateImage(src.rows(), left.rows(), 90, 8, 8, 8, 8);
+    EXPECT_EQ((Image{{0x00}, {0x80}, {0x80}, {0x90}, {0x90}, {0x90}, {0xFE}, {0x00}}), left);
+    QZbRotateImage(src.rows(), right.rows(), -90, 8, 8, 8, 8);
+    EXPECT_EQ((Image{{0x00}, {0x7F}, {0x09}, {0x09}, {0x09}, {0x01}, {0x01}, {0x00}}), right);
+    QZbRotateImage(src.rows(), half.rows(), 180, 8, 8, 8, 8);
+    EXPECT_EQ((Image{{0x00}, {0x02}, {0x02}, {0x02}, {0x1E}, {0x02}, {0x02}, {0x7E}}), half);
+}
+
+// The block lies across two bytes of each row, from column 3 on.
+TEST(RotateBits, ABlockAcrossTwoBytes) {
+    const Image src = {{0x7E}, {0x40}, {0x40}, {0x78}, {0x40}, {0x40}, {0x40}, {0x00}};
+    Image left(8, 2, 0xFF);
+    Image right(8, 2, 0xFF);
+    Image half(8, 2, 0xFF);
+    QZbRotateImage(src.rows(), left.rows(), 90, 8, 8, 8, 14);
+    EXPECT_EQ((Image{{0xE0, 0x1F},
+                     {0xF0, 0x1F},
+                     {0xF0, 0x1F},
+                     {0xF2, 0x1F},
+                     {0xF2, 0x1F},
+                     {0xF2, 0x1F},
+                     {0xFF, 0xDF},
+                     {0xE0, 0x1F}}),
+              left);
+    QZbRotateImage(src.rows(), right.rows(), -90, 8, 8, 8, 14);
+    EXPECT_EQ((Image{{0xE0, 0x1F},
+                     {0xEF, 0xFF},
+                     {0xE1, 0x3F},
+                     {0xE1, 0x3F},
+                     {0xE1, 0x3F},
+                     {0xE0, 0x3F},
+                     {0xE0, 0x3F},
+                     {0xE0, 0x1F}}),
+              right);
+    QZbRotateImage(src.rows(), half.rows(), 180, 8, 8, 8, 14);
+    EXPECT_EQ((Image{{0xE0, 0x1F},
+                     {0xE0, 0x5F},
+                     {0xE0, 0x5F},
+                     {0xE0, 0x5F},
+                     {0xE3, 0xDF},
+                     {0xE0, 0x5F},
+                     {0xE0, 0x5F},
+                     {0xEF, 0xDF}}),
+              half);
+}
+
+// Columns 2 to 12 of fifteen.
+TEST(RotateBits, TheMiddleOfALargerSource) {
+    const Image src = {{0x82, 0xB7}, {0x0E, 0xEE}, {0x7F, 0x1A}, {0x50, 0x39}, {0xBE, 0xF0}};
+    Image left(11, 1, 0x00);
+    Image right(11, 1, 0x00);
+    QZbRotateImage(src.rows(), left.rows(), 90, 5, 15, 11, 5);
+    EXPECT_EQ((Image{{0x70}, {0xB8}, {0xD8}, {0x48}, {0xC8}, {0x20}, {0xE8}, {0x68}, {0x68}, {0x38}, {0x28}}),
+              left);
+    QZbRotateImage(src.rows(), right.rows(), -90, 5, 15, 11, 5);
+    EXPECT_EQ((Image{{0xA0}, {0xE0}, {0xB0}, {0xB0}, {0xB8}, {0x20}, {0x98}, {0x90}, {0xD8}, {0xE8}, {0x70}}),
+              right);
+}
+
+// Columns 3 to 39 of the source, which end where no byte does.
+TEST(RotateBits, HalfTurnOfTheMiddleOfARow) {
+    const Image src = {{0x7E, 0xC2, 0x34, 0x7F, 0x06, 0x6E}};
+    Image half(1, 5, 0xFF);
+    QZbRotateImage(src.rows(), half.rows(), 180, 1, 43, 1, 37);
+    EXPECT_EQ((Image{{0x60, 0xFE, 0x2C, 0x43, 0x7F}}), half);
+}
+
+// Columns 1 and 2 of four, from column 1 on.
+TEST(RotateNibbles, AnOddColumnOfTheSource) {
+    const Image src = {{0xD0, 0x8F}, {0x5D, 0xC7}};
+    Image left(2, 2, 0xFF);
+    Image right(2, 2, 0xFF);
+    QZnRotateImage(src.rows(), left.rows(), 90, 2, 4, 2, 4);
+    EXPECT_EQ((Image{{0xF8, 0xCF}, {0xF0, 0xDF}}), left);
+    QZnRotateImage(src.rows(), right.rows(), -90, 2, 4, 2, 4);
+    EXPECT_EQ((Image{{0xFD, 0x0F}, {0xFC, 0x8F}}), right);
+}
+
+TEST(RotateNibbles, EightRowsGiveWholeBytes) {
+    const Image src = {{0x51}, {0x24}, {0x47}, {0xE3}, {0x40}, {0x43}, {0x00}, {0x02}};
+    Image left(2, 4, 0x00);
+    Image right(2, 4, 0x00);
+    QZnRotateImage(src.rows(), left.rows(), 90, 8, 2, 2, 8);
+    EXPECT_EQ((Image{{0x14, 0x73, 0x03, 0x02}, {0x52, 0x4E, 0x44, 0x00}}), left);
+    QZnRotateImage(src.rows(), right.rows(), -90, 8, 2, 2, 8);
+    EXPECT_EQ((Image{{0x00, 0x44, 0xE4, 0x25}, {0x20, 0x30, 0x37, 0x41}}), right);
+}
+
+TEST(RotateNibbles, HalfTurnFromAnOddColumn) {
+    const Image src = {{0x6B, 0x6E, 0x54}, {0x55, 0x94, 0xA0}};
+    Image half(3, 2, 0xFF);
+    QZnRotateImage(src.rows(), half.rows(), 180, 2, 6, 3, 3);
+    EXPECT_EQ((Image{{0x49, 0x5F}, {0xE6, 0xBF}, {0xFF, 0xFF}}), half);
+}
+
+TEST(RotateBytes, ColumnsBeyondEight) {
+    const Image src = {{0x00, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A},
+                       {0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0x1A},
+                       {0x20, 0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2A}};
+    Image left(11, 3, 0x00);
+    Image right(11, 3, 0x00);
+    QZyRotateImage(src.rows(), left.rows(), 90, 3, 11, 11, 3);
+    EXPECT_EQ((Image{{0x0A, 0x1A, 0x2A},
+                     {0x09, 0x19, 0x29},
+                     {0x08, 0x18, 0x28},
+                     {0x07, 0x17, 0x27},
+                     {0x06, 0x16, 0x26},
+                     {0x05, 0x15, 0x25},
+                     {0x04, 0x14, 0x24},
+                     {0x03, 0x13, 0x23},
+                     {0x02, 0x12, 0x22},
+                     {0x01, 0x11, 0x21},
+                     {0x00, 0x10, 0x20}}),
+              left);
+    QZyRotateImage(src.rows(), right.rows(), -90, 3, 11, 11, 3);
+    EXPECT_EQ((Image{{0x20, 0x10, 0x00},
+                     {0x21, 0x11, 0x01},
+                     {0x22, 0x12, 0x02},
+                     {0x23, 0x13, 0x03},
+                     {0x24, 0x14, 0x04},
+                     {0x25, 0x15, 0x05},
+                     {0x26, 0x16, 0x06},
+                     {0x27, 0x17, 0x07},
+                     {0x28, 0x18, 0x08},
+                     {0x29, 0x19, 0x09},
+                     {0x2A, 0x1A, 0x0A}}),
+              right);
+}
+
+TEST(RotateBytes, HalfTurnThatCutsColumnsAndAddsRows) {
+    const Image src = {
+        {0x00, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E},
+        {0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E},
+        {0x20, 0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2A, 0x2B, 0x2C, 0x2D, 0x2E}};
+    Image half(5, 13, 0xFF);
+    QZyRotateImage(src.rows(), half.rows(), 180, 3, 15, 5, 13);
+    EXPECT_EQ((Image{{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
+                     {0x2D, 0x2C, 0x2B, 0x2A, 0x29, 0x28, 0x27, 0x26, 0x25, 0x24, 0x23, 0x22, 0x21},
+                     {0x1D, 0x1C, 0x1B, 0x1A, 0x19, 0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11},
+                     {0x0D, 0x0C, 0x0B, 0x0A, 0x09, 0x08, 0x07, 0x06, 0x05, 0x04, 0x03, 0x02, 0x01},
+                     {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}}),
+              half);
 }
 
 } // namespace

@@ -61,7 +61,8 @@ TEST_P(ReverseLevels, EveryOffsetAndLength) {
         for (std::size_t srcSkipped = 0; srcSkipped < member.perByte; ++srcSkipped)
             for (std::size_t dstSkipped = 0; dstSkipped < member.perByte; ++dstSkipped)
                 for (std::size_t n = 0; n <= 130 * member.perByte; n += n < 150 ? 1 : 7)
-                    compare(member, srcSkipped, dstSkipped, n, n % 2 != 0);
+                    for (const bool atEnd : {false, true})
+                        compare(member, srcSkipped, dstSkipped, n, atEnd);
 }
 
 TEST_P(ReverseLevels, LongRows) {

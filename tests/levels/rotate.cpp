@@ -1,13 +1,17 @@
 // Image rotation at every level: the members against the reference, sizes whose centring gives every place of
 // a byte, and the kernels against the plain ones at every offset. Whole memories are compared, so that
-// changes outside the picture show; reads and writes past the images meet inaccessible pages. Everything is
-// exact.
+// changes outside the picture show; reads and writes past the images, or past any row that lies in pages of
+// its own, meet inaccessible ones. Everything is exact.
 #include "reference/rotate.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
+#include "support/fenced.hpp"
 #include "support/levels.hpp"
 #include "support/packed_image.hpp"
 #include "support/random.hpp"
+
+#include <cstring>
+#include <deque>
 
 namespace qzk::test {
 namespace {
@@ -129,6 +133,94 @@ TEST_P(RotateLevels, KernelsAtEveryOffset) {
                         << kernel.width << " bits, " << rows << " x " << columns << " from " << srcColumn
                         << " to " << dstColumn << ", seed " << seed();
                 }
+}
+
+/// Rows that have pages of their own between inaccessible ones.
+class FencedRows {
+public:
+    FencedRows() {
+        for (std::size_t i = 0; i < most; ++i)
+            memory_.emplace_back(1);
+    }
+
+    /// Places rows of the given bytes at the ends, or else the beginnings, of their pages. The first
+    /// `skipped` bytes of each lie behind the fence: nothing may touch them.
+    std::uint8_t *const *place(const std::vector<std::vector<std::uint8_t>> &rows, std::size_t skipped,
+                               bool atEnd) {
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const std::size_t n = rows[i].size();
+            std::uint8_t *const first = atEnd ? memory_[i].end() - n : memory_[i].begin();
+            std::memcpy(first, rows[i].data(), n);
+            rows_[i] = first - skipped;
+        }
+        return rows_;
+    }
+
+    static constexpr std::size_t most = 160;
+
+private:
+    std::deque<Fenced> memory_;
+    std::uint8_t *rows_[most] = {};
+};
+
+TEST_P(RotateLevels, NothingBesideAnyRowIsTouched) {
+    using simd::RotateKernels;
+    using Rows = std::vector<std::vector<std::uint8_t>>;
+    constexpr struct {
+        void (*RotateKernels::*transpose)(const RotateKernels::Transpose &);
+        std::size_t perByte;
+    } kernels[] = {{&RotateKernels::bits, 8}, {&RotateKernels::nibbles, 2}, {&RotateKernels::bytes, 1}};
+    FencedRows srcMemory, dstMemory;
+    const auto compare = [&](auto kernel, std::size_t rows, std::size_t columns, std::size_t srcPart,
+                             std::size_t dstPart, bool atEnd) {
+        const std::size_t srcBytes = (srcPart + columns + kernel.perByte - 1) / kernel.perByte;
+        const std::size_t dstBytes = (dstPart + rows + kernel.perByte - 1) / kernel.perByte;
+        Rows src, expected;
+        for (std::size_t i = 0; i < rows; ++i)
+            src.push_back(random_.elements<std::uint8_t>(srcBytes));
+        for (std::size_t i = 0; i < columns; ++i)
+            expected.push_back(random_.elements<std::uint8_t>(dstBytes));
+        const std::size_t srcSkipped = random_.index(3), dstSkipped = random_.index(3);
+        std::uint8_t *const *const srcRows = srcMemory.place(src, srcSkipped, atEnd);
+        std::uint8_t *const *const dstRows = dstMemory.place(expected, dstSkipped, atEnd);
+        const bool down = random_.bits() % 2 == 0;
+        (simd::kernelsOf(GetParam()).rotate.*
+         kernel.transpose)({{down ? srcRows : srcRows + rows - 1, down ? 1 : -1},
+                            {dstRows, 1},
+                            srcSkipped * kernel.perByte + srcPart,
+                            dstSkipped * kernel.perByte + dstPart,
+                            rows,
+                            columns});
+
+        std::vector<const std::uint8_t *> from;
+        std::vector<std::uint8_t *> to;
+        for (auto &row : src)
+            from.push_back(row.data());
+        for (auto &row : expected)
+            to.push_back(row.data());
+        (simd::kernelsOf(simd::Level::plain).rotate.*
+         kernel.transpose)({{down ? from.data() : from.data() + rows - 1, down ? 1 : -1},
+                            {to.data(), 1},
+                            srcPart,
+                            dstPart,
+                            rows,
+                            columns});
+        for (std::size_t i = 0; i < columns; ++i)
+            ASSERT_EQ(0, std::memcmp(expected[i].data(), dstRows[i] + dstSkipped, dstBytes))
+                << "row " << i << ", " << kernel.perByte << " a byte, " << rows << " x " << columns
+                << " from " << srcPart << " to " << dstPart << ", seed " << seed();
+    };
+    constexpr std::size_t everySize = 40;
+    for (const auto &kernel : kernels) {
+        const auto part = [&] { return random_.index(kernel.perByte); };
+        const auto size = [&] { return 1 + random_.index(FencedRows::most); };
+        for (std::size_t rows = 1; rows <= everySize; ++rows)
+            for (std::size_t columns = 1; columns <= everySize; ++columns)
+                for (const bool atEnd : {false, true})
+                    compare(kernel, rows, columns, part(), part(), atEnd);
+        for (int round = 0; round < 200; ++round)
+            compare(kernel, size(), size(), part(), part(), round % 2 != 0);
+    }
 }
 
 } // namespace
