@@ -1,24 +1,23 @@
 #include "simd/convolve.hpp"
 #include "simd/blocks.hpp"
+#include "simd/packing.hpp"
 
-// Two columns of the mask at a time: a multiply-add of pairs takes the window's elements (0, 1), (2, 3), ...
-// to lanes twice as wide, which makes the sums of even columns; one element later it makes those of odd
-// columns. Kept apart until the end, the two need no more than a shift to become neighbours again.
+// Two elements of the window at a time: a multiply-add of pairs takes the elements (0, 1), (2, 3), ... to
+// lanes twice as wide. Times the mask's columns (0, 1), (2, 3), ... they make the sums of even columns, times
+// (none, 0), (1, 2), ... those of odd ones: loads, which mostly touch two cache lines, are what the loop is
+// short of, and both have the same. The two need no more than a shift at the end to become neighbours again.
 namespace qzk::simd {
 namespace {
 
 using std::int16_t;
 using std::int32_t;
+using std::int8_t;
 using std::size_t;
 using std::uint16_t;
 using std::uint32_t;
 using std::uint8_t;
 
 using DoubleWords = Vec<uint32_t>;
-
-QZK_INLINE DoubleWords addPairsOfWords(Words elements, Words coefficients) {
-    return (DoubleWords)QZK_INTRINSIC(madd_epi16)((Integers)elements, (Integers)coefficients);
-}
 
 /// Window of bytes, coefficients of signed bytes, sums of 16 bits. No pair's sum saturates.
 struct OfBytes {
@@ -40,12 +39,12 @@ struct OfBytes {
 #endif
     };
 
-    QZK_INLINE Words products(const uint8_t *elements, const Pair &pair) {
+    QZK_INLINE Words products(Bytes elements, const Pair &pair) {
 #if QZK_SIMD_LEVEL == 1
-        const auto words = (Words)load(elements);
+        const auto words = (Words)elements;
         return (words & 0xFF) * pair.first + (words >> 8) * pair.second;
 #else
-        return (Words)QZK_INTRINSIC(maddubs_epi16)((Integers)load(elements), pair.both);
+        return (Words)QZK_INTRINSIC(maddubs_epi16)((Integers)elements, pair.both);
 #endif
     }
 
@@ -67,22 +66,12 @@ struct OfWords {
             : both((Words)splat((static_cast<uint32_t>(a) & 0xFFFF) | static_cast<uint32_t>(b) << 16)) {}
     };
 
-    QZK_INLINE DoubleWords products(const int16_t *elements, const Pair &pair) {
-        return addPairsOfWords((Words)load(elements), pair.both);
+    QZK_INLINE DoubleWords products(Vec<int16_t> elements, const Pair &pair) {
+        return (DoubleWords)QZK_INTRINSIC(madd_epi16)((Integers)elements, (Integers)pair.both);
     }
 
     QZK_INLINE void store(uint8_t *to, DoubleWords even, DoubleWords odd) {
-        const auto words = (Words)((even & 0xFFFF) | odd << 16);
-#if QZK_SIMD_LEVEL == 1
-        const auto low = (__m128i)(words & 0xFF);
-        _mm_storel_epi64((__m128i *)to, _mm_packus_epi16(low, low));
-#elif QZK_SIMD_LEVEL == 2
-        const auto low = (__m256i)(words & 0xFF);
-        const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(low, low), 0x08);
-        _mm_storeu_si128((__m128i *)to, _mm256_castsi256_si128(packed));
-#else
-        _mm256_storeu_si256((__m256i *)to, _mm512_cvtepi16_epi8((__m512i)words));
-#endif
+        storeLowBytes(to, (Words)((even & 0xFFFF) | odd << 16));
     }
 };
 
@@ -130,25 +119,33 @@ QZK_INLINE void convolveBlocks(const Mask &mask, float *const *window, size_t fi
     for (size_t b = 0; b < blocks; ++b)
         even[b] = odd[b] = splat(static_cast<std::make_unsigned_t<typename Shape::Sum>>(mask.start));
 
-    const auto addPair = [&](const typename Shape::Pixel *elements, int32_t a, int32_t b)
-        __attribute__((always_inline)) {
-        const typename Shape::Pair pair(a, b);
-        for (size_t k = 0; k < blocks; ++k) {
-            even[k] += Shape::products(elements + k * Shape::columns, pair);
-            odd[k] += Shape::products(elements + k * Shape::columns + 1, pair);
-        }
-    };
+    using Pair = typename Shape::Pair;
     const size_t columns = mask.columns;
     for (size_t i = 0; i < mask.rows; ++i) {
         const int16_t *const coefficients = mask.coefficients + i * columns;
         const auto *const elements = reinterpret_cast<const typename Shape::Pixel *>(window[i]) + first;
-        for (size_t j = 0; j + 2 <= columns; j += 2)
-            addPair(elements + j, coefficients[j], coefficients[j + 1]);
-        // The last of an odd number pairs with the one before it: there is no element behind it.
-        if (columns % 2 != 0 && columns > 1)
-            addPair(elements + columns - 2, 0, coefficients[columns - 1]);
-        else if (columns == 1)
-            addPair(elements, coefficients[0], 0);
+        const auto addBoth = [&](size_t j, int32_t before, int32_t own, int32_t after)
+            __attribute__((always_inline)) {
+            const Pair ofEven(own, after), ofOdd(before, own);
+            for (size_t k = 0; k < blocks; ++k) {
+                const auto pairs = load(elements + j + k * Shape::columns);
+                even[k] += Shape::products(pairs, ofEven);
+                odd[k] += Shape::products(pairs, ofOdd);
+            }
+        };
+        int32_t before = 0;
+        size_t j = 0;
+        for (; j + 2 <= columns; j += 2) {
+            addBoth(j, before, coefficients[j], coefficients[j + 1]);
+            before = coefficients[j + 1];
+        }
+        if (j < columns) {
+            addBoth(j, before, coefficients[j], 0);
+        } else {
+            const Pair ofOdd(before, 0);
+            for (size_t k = 0; k < blocks; ++k)
+                odd[k] += Shape::products(load(elements + j + k * Shape::columns), ofOdd);
+        }
     }
     for (size_t b = 0; b < blocks; ++b)
         Shape::store(values + b * Shape::columns, fitted(even[b]), fitted(odd[b]));
@@ -179,6 +176,14 @@ void convolveRow(const Mask &mask, float *const *window, size_t first, size_t n,
 } // namespace
 
 void QZK_LEVEL::install(ConvolveKernels &kernels) {
+    kernels.unpack[0] = unpack<int8_t>;
+    kernels.unpack[1] = unpack<Nibble>;
+    kernels.unpack[2] = unpack<uint8_t>;
+    kernels.unpack[3] = unpack<Bit>;
+    kernels.pack[0] = kernels.pack[2] = pack<uint8_t>;
+    kernels.pack[1] = pack<Nibble>;
+    kernels.pack[3] = pack<Bit>;
+    kernels.widen = widen;
     kernels.ofBytes = convolveRow<OfBytes>;
     kernels.ofWords = convolveRow<OfWords>;
 }
