@@ -5,6 +5,7 @@
 // gigabytes, and with the 64 bits of extended precision up to 2^40. Integers of 64 bits hold it that far,
 // too, and rounding it to an integer changes nothing. So sums are formed in integers, in any order, and with
 // fewer bits where the mask's coefficients prove that enough.
+#include "common/elements.hpp"
 #include "common/memory.hpp"
 #include "common/overlap.hpp"
 #include "common/report.hpp"
@@ -29,6 +30,7 @@ using simd::Mask;
 using std::int16_t;
 using std::int32_t;
 using std::int64_t;
+using std::int8_t;
 using std::size_t;
 using std::uint8_t;
 
@@ -108,6 +110,8 @@ private:
     const uint8_t *srcRow(int64_t r) const { return static_cast<const uint8_t *>(src_[r]); }
     uint8_t *dstRow(int64_t r) const { return static_cast<uint8_t *>(dst_[r]); }
 
+    template <class Element>
+    int64_t sumOf(int64_t r, int64_t c) const;
     int64_t sumAt(int64_t r, int64_t c) const;
     template <class Pixel>
     void slide(const Area &area, const Fit &fit, float **window, ConvolveKernels::Row row) const;
@@ -156,25 +160,35 @@ bool Convolution::apart(const Area &region) const {
                      region.rows(), imageTypes[dstType_].bytes(region.right + 1));
 }
 
-int64_t Convolution::sumAt(int64_t r, int64_t c) const {
-    const ImageType &type = imageTypes[srcType_];
+template <class Element>
+int64_t Convolution::sumOf(int64_t r, int64_t c) const {
     const auto maskRows = static_cast<int64_t>(mask_.rows), maskCols = static_cast<int64_t>(mask_.columns);
     const int64_t firstRow = std::max<int64_t>(0, above_ - r),
                   lastRow = std::min(maskRows, nRows_ + above_ - r);
     const int64_t firstCol = std::max<int64_t>(0, before_ - c),
                   lastCol = std::min(maskCols, nCols_ + before_ - c);
     int64_t sum = 0;
-    for (int64_t i = firstRow; i < lastRow; ++i)
-        for (int64_t j = firstCol, count; j < lastCol; j += count) {
-            uint8_t elements[64];
-            count = std::min<int64_t>(std::size(elements), lastCol - j);
-            plain().unpack[srcType_](srcRow(r - above_ + i), static_cast<size_t>(c - before_ + j),
-                                     static_cast<size_t>(count), elements);
-            const int16_t *const coefficients = mask_.coefficients + i * maskCols + j;
-            for (int64_t k = 0; k < count; ++k)
-                sum += (elements[k] - type.bias) * coefficients[k];
-        }
+    for (int64_t i = firstRow; i < lastRow; ++i) {
+        const Source<Element> source = {
+            reinterpret_cast<decltype(Source<Element>::first)>(srcRow(r - above_ + i))};
+        const int16_t *const coefficients = mask_.coefficients + i * maskCols;
+        for (int64_t j = firstCol; j < lastCol; ++j)
+            sum += source.get(static_cast<size_t>(c - before_ + j)) * coefficients[j];
+    }
     return sum;
+}
+
+int64_t Convolution::sumAt(int64_t r, int64_t c) const {
+    switch (srcType_) {
+    case QZ_ImageSignedByte:
+        return sumOf<int8_t>(r, c);
+    case QZ_ImageNibble:
+        return sumOf<Nibble>(r, c);
+    case QZ_ImageByte:
+        return sumOf<uint8_t>(r, c);
+    default:
+        return sumOf<Bit>(r, c);
+    }
 }
 
 /// n elements of source row r; those outside the image are 0.
