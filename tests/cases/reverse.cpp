@@ -43,6 +43,9 @@ TEST(Reverse, ARowOntoItselfKeepsItsFirstHalf) {
     row = {0x12, 0x34};
     reverseRow<Nibble>(row.data(), 0, row.data(), 0, 4);
     EXPECT_EQ((Bytes{0x12, 0x21}), row);
+    row = {0x01, 0xB2}; // the source's last seven bits lie in the destination's only byte
+    reverseRow<Bit>(row.data(), 7, row.data() + 1, 0, 8);
+    EXPECT_EQ((Bytes{0x01, 0xBB}), row);
     row = {0xD0};
     reverseRow<Bit>(row.data(), 0, row.data(), 0, 8);
     EXPECT_EQ((Bytes{0xDB}), row);
@@ -55,6 +58,8 @@ TEST(Reverse, NothingOfNothing) {
     reverseRow<Nibble>(src.data(), 1, dst.data(), 1, 0);
     reverseRow<std::uint8_t>(src.data(), 0, dst.data(), 0, 0);
     EXPECT_EQ(Bytes{0xA5}, dst);
+    for (int level = 0; level <= static_cast<int>(simd::highestLevel()); ++level)
+        simd::kernelsOf(static_cast<simd::Level>(level)).reverse.bits(nullptr, 3, nullptr, 6, 0);
 }
 
 } // namespace
