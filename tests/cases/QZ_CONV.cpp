@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <iterator>
 #include <vector>
 
 namespace qzk::test {
@@ -297,6 +298,31 @@ TEST_P(ConvolveCases, SumsBeyond32BitsAreExact) {
     EXPECT_EQ(127, middleOf(QZ_ScaleSaturate, 0, QZ_ImageSignedByte));
 }
 
+// 258 * 255 * 32768 leaves 32 bits by less than one part in 254.
+TEST_P(ConvolveCases, SumsJustBeyond32BitsAreExact) {
+    constexpr std::int32_t size = 258;
+    std::vector<std::uint8_t> lowest;
+    for (std::int32_t j = 0; j < size; ++j)
+        lowest.insert(lowest.end(), {0x00, 0x80});
+    Call call{.nCols = size, .maskCols = size, .scaleMode = QZ_ScaleSaturate, .maskType = QZ_Mask16Bits};
+    const Rows dst = call(Rows(1, std::vector<std::uint8_t>(size, 255)), {lowest},
+                          Rows(1, std::vector<std::uint8_t>(size, 99)));
+    EXPECT_EQ(0, dst.rows[0][size / 2]) << "the sum is -2155806720";
+}
+
+TEST_P(ConvolveCases, MaskWithinTheDestination) {
+    // Columns 1 to 3 of the destination are the mask.
+    const std::uint8_t src[] = {1, 10, 100, 0, 1, 1};
+    std::uint8_t dst[] = {99, 1, 2, 3, 99, 99};
+    const void *const srcRow = src, *const mask = dst + 1;
+    void *const dstRow = dst;
+    std::int32_t shift = 0;
+    QZMaskConvolve(&srcRow, &mask, &dstRow, QZ_ImageByte, QZ_Mask8Bits, QZ_ImageByte, 1, 6, 1, 3, nullptr,
+                   QZ_ScaleSaturate, &shift);
+    EXPECT_EQ((std::vector<std::uint8_t>{32, 255, 210, 103, 5, 3}),
+              std::vector<std::uint8_t>(std::begin(dst), std::end(dst)));
+}
+
 TEST_P(ConvolveCases, InPlace) {
     // The interior is that of a copy. The border comes later, and sees it and what the border has before.
     Call call{.nRows = 3, .nCols = 4, .maskRows = 3, .maskCols = 3};
@@ -379,6 +405,8 @@ TEST_F(ConvolveFailures, Requests) {
     EXPECT_EQ(3 * sizeof(void *), events[0].bytes);
     EXPECT_EQ(3 * 4 * sizeof(float), events[1].bytes);
     EXPECT_EQ(3 * sizeof(void *), events[2].bytes);
+    for (std::size_t i = 3; i < 6; ++i)
+        EXPECT_LE((4 + 64) * sizeof(std::int16_t), events[i].bytes) << "a block of 64 under 4 columns";
     // The window goes first, then the mask.
     for (std::size_t i = 6; i < 12; ++i)
         EXPECT_EQ(Event::released, events[i].kind);
