@@ -1,64 +1,65 @@
 #include "dtw.hpp"
 #include "common/library.hpp"
+#include "fixed.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 #include <map>
+#include <utility>
 
 namespace recognise {
 namespace {
 
 constexpr std::size_t mostNeighbours = 3;
-
-// Features are a few units large; in 2^-7 they keep three digits and stay far inside 16 bits.
-constexpr int featureScale = -7;
-constexpr float largestFeature = 255;
-
-std::vector<const float *> rowsOf(const Matrix &matrix) {
-    std::vector<const float *> rows;
-    for (std::size_t row = 0; row < matrix.rows(); ++row)
-        rows.push_back(matrix[row]);
-    return rows;
-}
-
-// The same features in 16 bits, with their rows.
-class FixedPattern {
-public:
-    explicit FixedPattern(const Matrix &features) : values(features.rows() * features.columns()) {
-        for (std::size_t row = 0; row < features.rows(); ++row) {
-            std::vector<float> bounded(features[row], features[row] + features.columns());
-            for (float &value : bounded)
-                value = std::clamp(value, -largestFeature, largestFeature);
-            int16_t *frame = values.data() + row * features.columns();
-            int32_t scale = featureScale;
-            QZswbConvertDown(bounded.data(), frame, static_cast<int32_t>(bounded.size()), QZ_ScaleFixed,
-                             &scale);
-            rows.push_back(frame);
-        }
-    }
-
-    const int16_t *const *data() const { return rows.data(); }
-
-private:
-    std::vector<int16_t> values;
-    std::vector<const int16_t *> rows;
-};
+constexpr std::size_t mostFrames = 1000000; // of a pattern in a file
 
 } // namespace
 
 void Dtw::learn(const std::vector<Utterance> &references) {
+    for (const int32_t identifier : std::exchange(identifiers, {}))
+        release(identifier);
+    templates.clear();
+    patterns.clear();
+    for (std::size_t reference = 0; reference < references.size(); ++reference)
+        add(references[reference].label, reference, references[reference].features);
+    chooseNeighbours();
+}
+
+void Dtw::add(const std::string &label, std::size_t reference, const Matrix &features) {
+    identifiers.push_back(store(features));
+    common::checkLibrary();
+    templates.push_back({label, reference});
+    patterns.push_back(features);
+}
+
+void Dtw::chooseNeighbours() {
     std::map<std::string, std::size_t> perLabel;
-    for (std::size_t reference = 0; reference < references.size(); ++reference) {
-        identifiers.push_back(store(references[reference].features));
-        common::checkLibrary();
-        templates.push_back({references[reference].label, reference});
-        ++perLabel[references[reference].label];
-    }
+    for (const Candidate &candidate : templates)
+        ++perLabel[candidate.label];
     // A word with fewer references than the others would be judged by its best one alone: as many for each.
     nearest = mostNeighbours;
     for (const auto &[label, count] : perLabel)
         nearest = std::min(nearest, count);
+}
+
+void Dtw::save(ModelWriter &file) const {
+    file.count(patterns.size());
+    file.endLine();
+    for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
+        file.text(templates[pattern].label);
+        file.count(templates[pattern].reference);
+        file.matrix(patterns[pattern]);
+    }
+}
+
+void Dtw::load(ModelReader &file, std::size_t references) {
+    for (std::size_t left = file.count(1, references); left > 0; --left) {
+        const std::string label = file.text();
+        const std::size_t reference = file.count(0, references - 1);
+        add(label, reference, file.matrix(mostFrames, featureLength));
+    }
+    chooseNeighbours();
 }
 
 int FloatDtw::store(const Matrix &features) {

@@ -10,17 +10,24 @@ public:
     explicit Dtw(int band) : band(band) {}
 
     void learn(const std::vector<Utterance> &references) override;
+    void save(ModelWriter &file) const override;
+    void load(ModelReader &file, std::size_t references) override;
     const std::vector<Candidate> &candidates() const override { return templates; }
     std::size_t neighbours() const override { return nearest; }
 
 protected:
     virtual int store(const Matrix &features) = 0;
+    virtual void release(int32_t identifier) = 0;
 
     int band;
     std::vector<int32_t> identifiers;
 
 private:
+    void add(const std::string &label, std::size_t reference, const Matrix &features);
+    void chooseNeighbours();
+
     std::vector<Candidate> templates;
+    std::vector<Matrix> patterns; ///< what was stored, to be saved
     std::size_t nearest = 1;
 };
 
@@ -33,6 +40,7 @@ public:
 
 protected:
     int store(const Matrix &features) override;
+    void release(int32_t identifier) override { QZsPatternFree(identifier); }
 };
 
 class FixedDtw : public Dtw {
@@ -44,6 +52,7 @@ public:
 
 protected:
     int store(const Matrix &features) override;
+    void release(int32_t identifier) override { QZwPatternFree(identifier); }
 };
 
 } // namespace recognise

@@ -59,6 +59,37 @@ void decide(const Method &method, const std::vector<std::string> &labels, const 
     result.margin = second == incomparable ? 0 : second - best;
 }
 
+std::optional<StatesShown> showStates(const Method &method, const Utterance &test) {
+    const std::vector<Candidate> &candidates = method.candidates();
+    const std::vector<double> scores = method.score(test.features);
+    const auto best = [&](bool expected) {
+        std::ptrdiff_t found = -1;
+        for (std::size_t candidate = 0; candidate < scores.size(); ++candidate)
+            if ((candidates[candidate].label == test.label) == expected && scores[candidate] < incomparable &&
+                (found < 0 || scores[candidate] < scores[static_cast<std::size_t>(found)]))
+                found = static_cast<std::ptrdiff_t>(candidate);
+        return found;
+    };
+    StatesShown shown{test.file, test.label, {}};
+    for (const bool expected : {true, false})
+        if (const std::ptrdiff_t found = best(expected); found >= 0) {
+            const auto candidate = static_cast<std::size_t>(found);
+            std::optional<StateCosts> states = method.stateCosts(test.features, candidate);
+            if (states)
+                shown.words.push_back({candidates[candidate].label, scores[candidate], std::move(*states)});
+        }
+    return shown.words.empty() ? std::nullopt : std::optional(std::move(shown));
+}
+
+std::vector<std::string> labelsOf(const Method &method) {
+    std::vector<std::string> labels;
+    for (const Candidate &candidate : method.candidates())
+        labels.push_back(candidate.label);
+    std::ranges::sort(labels, naturalLess);
+    labels.erase(std::unique(labels.begin(), labels.end()), labels.end());
+    return labels;
+}
+
 bool naturalLess(const std::string &a, const std::string &b) {
     const auto isDigit = [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; };
     std::size_t i = 0, j = 0;

@@ -2,6 +2,7 @@
 
 #include "method.hpp"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,18 @@ struct Result {
     bool right() const { return recognised == expected; }
 };
 
+/// What the frames of a test cost in the states of words.
+struct StatesShown {
+    std::filesystem::path file;
+    std::string expected;
+    struct OfWord {
+        std::string label;
+        double score;
+        StateCosts states;
+    };
+    std::vector<OfWord> words; ///< the expected one first, then the best of all others
+};
+
 struct Evaluation {
     std::string method;
     std::size_t neighbours = 1;      ///< of a word's references decide together
@@ -39,16 +52,28 @@ struct Evaluation {
     std::vector<Group> groups;
     std::vector<Result> results;
     std::size_t skipped = 0;
-    double speechSeconds = 0, workSeconds = 0; ///< of the tests
+    double speechSeconds = 0;                          ///< of the tests
+    double preparingSeconds = 0, scoringSeconds = 0;   ///< of the tests
+    double learnSeconds = 0;                           ///< without preparing the references
+    bool loaded = false;                               ///< learnt before
+    std::optional<StatesShown> states;
 
     std::size_t right() const;
-    double timesRealTime() const { return speechSeconds / workSeconds; }
+    double workSeconds() const { return preparingSeconds + scoringSeconds; }
+    double timesRealTime() const { return speechSeconds / workSeconds(); }
+    double millisecondsPerTest() const { return 1000 * scoringSeconds / static_cast<double>(results.size()); }
 };
 
 /// Decides one test by the scores of the method's candidates: fills everything of the result but its file,
 /// group and expected word. Keeps the given number of nearest references.
 void decide(const Method &method, const std::vector<std::string> &labels, const std::vector<double> &scores,
             std::size_t keep, Result &result);
+
+/// Nothing for a method without states.
+std::optional<StatesShown> showStates(const Method &method, const Utterance &test);
+
+/// The words that a method knows, in their order.
+std::vector<std::string> labelsOf(const Method &method);
 
 /// Order of labels: numbers in them count by their value, 2 before 10.
 bool naturalLess(const std::string &a, const std::string &b);

@@ -14,6 +14,7 @@ constexpr int fftOrder = 8;
 constexpr int frameLength = 1 << fftOrder; ///< 32 ms
 constexpr int frameStep = 80;              ///< 10 ms
 constexpr int cepstrumLength = 13;         ///< c0 to c12
+constexpr int featureLength = 2 * cepstrumLength; ///< cepstra and their slopes
 
 /// Where the word is, in samples of the recording.
 struct Extent {
@@ -44,6 +45,8 @@ public:
 
     /// Throws InputError (without the file's name) as findWord() does, and LibraryError.
     Analysis analyse(const Recording &recording) const;
+
+    Arithmetic usedArithmetic() const { return arithmetic; }
 
 private:
     Matrix powerSpectra(const std::vector<float> &samples) const;

@@ -1,13 +1,16 @@
 #include "audio.hpp"
 #include "common/errors.hpp"
 #include "common/program.hpp"
+#include "cross_validation.hpp"
 #include "evaluation.hpp"
 #include "features.hpp"
+#include "listing.hpp"
 #include "method.hpp"
 #include "options.hpp"
+#include "program_name.hpp"
 #include "progress.hpp"
+#include "recordings.hpp"
 #include "report.hpp"
-#include "text.hpp"
 
 #include <algorithm>
 #include <chrono>
@@ -21,24 +24,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *programName = "recognise";
-
-struct Input {
-    fs::path file;
-    std::size_t group;
-    bool alone; ///< named by itself, not found in a directory
-};
-
-std::vector<Input> listInputs(const std::vector<std::string> &arguments) {
-    std::vector<Input> inputs;
-    for (std::size_t group = 0; group < arguments.size(); ++group) {
-        const std::vector<fs::path> files = listFiles(arguments[group]);
-        const bool alone = files.size() == 1 && files.front() == fs::path(arguments[group]);
-        for (const fs::path &file : files)
-            inputs.push_back({file, group, alone});
+/// Seconds since its beginning.
+class Clock {
+public:
+    double seconds() const {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
-    return inputs;
-}
+
+private:
+    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+};
 
 /// Throws InputError for a word or file name that is none of the tests.
 void checkShown(const std::vector<std::string> &show, const std::vector<Input> &tests) {
@@ -47,186 +42,172 @@ void checkShown(const std::vector<std::string> &show, const std::vector<Input> &
             throw common::InputError("--show " + name + ": no test of this word or name");
 }
 
-/// Reads and analyses a file. A bad file of a directory is named and gives nothing; one that was asked for by
-/// itself throws.
-std::optional<Utterance> prepare(const FrontEnd &frontEnd, const Input &input, Progress &progress) {
-    try {
-        const Recording recording = readRecording(input.file);
-        try {
-            return Utterance{input.file, labelOf(input.file), recording.seconds(),
-                             frontEnd.analyse(recording).features};
-        } catch (const common::InputError &error) {
-            throw common::InputError(input.file.string() + ": " + error.what());
-        }
-    } catch (const common::InputError &error) {
-        if (input.alone) throw;
-        progress.clear();
-        common::complain(programName, std::string(error.what()) + " (skipped)");
-        return std::nullopt;
-    }
-}
-
-std::vector<Utterance> readReferences(const Options &options, const FrontEnd &frontEnd,
-                                      std::size_t &skipped) {
-    const std::vector<Input> inputs = listInputs(options.references);
-    std::vector<std::size_t> usable(options.references.size());
-    std::vector<Utterance> references;
-    Progress progress("references", inputs.size());
-    for (const Input &input : inputs) {
-        if (std::optional<Utterance> utterance = prepare(frontEnd, input, progress)) {
-            references.push_back(std::move(*utterance));
-            ++usable[input.group];
-        } else
-            ++skipped;
-        progress.advance();
-    }
-    for (std::size_t group = 0; group < usable.size(); ++group)
-        if (!usable[group])
-            throw common::InputError(options.references[group] + ": no usable recording in this directory");
-    return references;
-}
-
-std::vector<std::string> labelsOf(const std::vector<Utterance> &references) {
-    std::vector<std::string> labels;
+void learn(Method &method, const std::vector<Utterance> &references, Evaluation &evaluation) {
+    const Clock clock;
+    method.learn(references);
+    evaluation.learnSeconds += clock.seconds();
+    evaluation.references.clear();
     for (const Utterance &reference : references)
-        labels.push_back(reference.label);
-    std::ranges::sort(labels, naturalLess);
-    labels.erase(std::unique(labels.begin(), labels.end()), labels.end());
-    return labels;
+        evaluation.references.push_back(reference.file);
 }
 
-std::string padded(const std::string &text, std::size_t width) {
-    return text + std::string(width - std::min(width, characters(text)), ' ');
-}
-
-/// Prints the line of each test as soon as it is known, in columns that fit all of them; the heading before
-/// the first.
-class Listing {
+/// Scores tests and prints them.
+class Trial {
 public:
-    Listing(const std::vector<Input> &inputs, const std::vector<std::string> &labels) {
-        for (const Input &input : inputs) {
-            widen(fileWidth, input.file.string());
-            widen(expectedWidth, labelOf(input.file));
-        }
-        for (const std::string &label : labels)
-            widen(recognisedWidth, label);
+    Trial(const Options &options, bool firstMethod, Evaluation &evaluation)
+        : options(options), evaluation(evaluation), top(static_cast<std::size_t>(options.top)),
+          // The report maps all distances of the first method.
+          wantsAll(options.top > 0 || (firstMethod && !options.report.empty())) {}
+
+    void score(const Method &method, const Utterance &test, std::size_t group) {
+        const Clock clock;
+        Result result;
+        result.file = test.file;
+        result.group = group;
+        result.expected = test.label;
+        decide(method, evaluation.labels,
+               wantsAll ? method.score(test.features) : method.scoreTwo(test.features), top, result);
+        evaluation.scoringSeconds += clock.seconds();
+        evaluation.speechSeconds += test.seconds;
+        Group &counts = evaluation.groups[group];
+        ++counts.total;
+        counts.right += result.right();
+        if (!options.report.empty() && !evaluation.states && isPictured(test.file))
+            evaluation.states = showStates(method, test);
+        evaluation.results.push_back(std::move(result));
     }
 
-    void print(const Result &result, const Evaluation &evaluation, std::size_t top) {
-        if (!std::exchange(headed, true)) {
-            printWords("file", "expected", "recognised");
-            std::printf("  %8s  %7s\n", "distance", "margin");
-        }
-        if (result.recognised.empty()) {
-            printWords(result.file, result.expected, "-");
-            std::printf("  %8s  %7s", "-", "-");
-        } else {
-            printWords(result.file, result.expected, result.recognised);
-            std::printf("  %8.3f  %7.3f", result.score, result.margin);
-        }
-        std::puts(result.right() ? "" : "  wrong");
-        for (std::size_t k = 0; k < std::min(top, result.nearest.size()); ++k)
-            std::printf("    %2zu. %7.3f  %s\n", k + 1, result.nearest[k].score,
-                        evaluation.references[result.nearest[k].reference].c_str());
+    /// The line of the latest result.
+    void print(Listing &listing, Progress &progress) const {
+        if (listingOnTerminal) progress.clear();
+        listing.print(evaluation.results.back(), evaluation, top);
     }
 
 private:
-    static void widen(std::size_t &width, const std::string &text) {
-        width = std::max(width, characters(text));
+    bool isPictured(const fs::path &file) const {
+        return options.show.empty() || isCalled(file, options.show.front());
     }
 
-    void printWords(const std::string &file, const std::string &expected,
-                    const std::string &recognised) const {
-        std::printf("%s  %s  %s", padded(file, fileWidth).c_str(), padded(expected, expectedWidth).c_str(),
-                    padded(recognised, recognisedWidth).c_str());
-    }
-
-    std::size_t fileWidth = 4, expectedWidth = 8, recognisedWidth = 10;
-    bool headed = false;
+    const Options &options;
+    Evaluation &evaluation;
+    std::size_t top;
+    bool wantsAll;
+    bool listingOnTerminal = isatty(STDOUT_FILENO) == 1;
 };
 
-void recogniseTests(const Options &options, const std::vector<Input> &inputs, const FrontEnd &frontEnd,
-                    const Method &method, Evaluation &evaluation) {
-    for (const std::string &argument : options.tests)
-        evaluation.groups.push_back({argument});
-    Listing listing(inputs, evaluation.labels);
-    Progress progress("tests", inputs.size());
-    const bool listingOnTerminal = isatty(STDOUT_FILENO) == 1;
-    for (const Input &input : inputs) {
-        const auto start = std::chrono::steady_clock::now();
-        const std::optional<Utterance> test = prepare(frontEnd, input, progress);
-        if (test) {
-            Result result;
-            result.file = input.file;
-            result.group = input.group;
-            result.expected = test->label;
-            decide(method, evaluation.labels, method.score(test->features),
-                   static_cast<std::size_t>(options.top), result);
-            evaluation.workSeconds +=
-                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-            evaluation.speechSeconds += test->seconds;
-            Group &group = evaluation.groups[input.group];
-            ++group.total;
-            group.right += result.right();
-            if (listingOnTerminal) progress.clear();
-            listing.print(result, evaluation, static_cast<std::size_t>(options.top));
-            evaluation.results.push_back(std::move(result));
-        } else
-            ++evaluation.skipped;
-        progress.advance();
-    }
+void checkGroups(const Evaluation &evaluation) {
     for (const Group &group : evaluation.groups)
         if (!group.total) throw common::InputError(group.name + ": no usable recording in this directory");
 }
 
-void printCounts(const std::string &name, std::size_t width, std::size_t right, std::size_t total) {
-    std::printf("accuracy  %s  %zu of %zu  %.2f %%\n", padded(name, width).c_str(), right, total,
-                100.0 * static_cast<double>(right) / static_cast<double>(total));
+void recogniseTests(const Options &options, Recordings &tests, const FrontEnd &frontEnd, const Method &method,
+                    bool first, Evaluation &evaluation) {
+    std::vector<fs::path> files;
+    for (const Input &input : tests.inputs())
+        files.push_back(input.file);
+    for (const std::string &argument : options.tests)
+        evaluation.groups.push_back({argument});
+    Listing listing(files, evaluation.labels);
+    Trial trial(options, first, evaluation);
+    Progress progress("tests", files.size());
+    for (std::size_t input = 0; input < files.size(); ++input) {
+        const Recordings::Prepared &test = tests.prepare(input, frontEnd, progress);
+        if (test.utterance) {
+            evaluation.preparingSeconds += test.seconds;
+            trial.score(method, *test.utterance, tests.inputs()[input].group);
+            trial.print(listing, progress);
+        }
+        progress.advance();
+    }
+    checkGroups(evaluation);
 }
 
-void printSummary(const Evaluation &evaluation) {
-    std::size_t unknown = 0;
-    for (const Result &result : evaluation.results)
-        unknown += !std::ranges::binary_search(evaluation.labels, result.expected, naturalLess);
+/// Every recording is a test once, for a method that learnt the other parts.
+void crossValidate(const Options &options, Recordings &recordings, const FrontEnd &frontEnd, Method &method,
+                   bool first, Evaluation &evaluation) {
+    const Clock clock;
+    const std::vector<Utterance> all = recordings.prepareAll(frontEnd, "recordings");
+    evaluation.preparingSeconds = clock.seconds();
+    const auto parts = static_cast<std::size_t>(options.crossValidate);
+    const std::vector<std::size_t> part = assignParts(all, parts);
+    std::vector<fs::path> files;
+    for (const Utterance &recording : all)
+        files.push_back(recording.file);
 
-    std::puts("");
-    std::size_t width = 5;
-    if (evaluation.groups.size() > 1)
-        for (const Group &group : evaluation.groups)
-            width = std::max(width, characters(group.name));
-    if (evaluation.groups.size() > 1)
-        for (const Group &group : evaluation.groups)
-            printCounts(group.name, width, group.right, group.total);
-    printCounts("total", width, evaluation.right(), evaluation.results.size());
-    std::printf("speed     %.1f s of sound in %.2f s: %.0f times real time\n", evaluation.speechSeconds,
-                evaluation.workSeconds, evaluation.timesRealTime());
-    if (unknown)
-        std::printf("unknown   %s whose word has no reference, counted as wrong\n",
-                    counted(unknown, "test").c_str());
-    if (evaluation.skipped)
-        std::printf("skipped   %s that could not be used\n", counted(evaluation.skipped, "file").c_str());
+    Trial trial(options, first, evaluation);
+    std::optional<Listing> listing;
+    Progress progress("cross-validation", all.size());
+    for (std::size_t test = 0; test < parts; ++test) {
+        std::vector<Utterance> references;
+        for (std::size_t recording = 0; recording < all.size(); ++recording)
+            if (part[recording] != test) references.push_back(all[recording]);
+        learn(method, references, evaluation);
+        evaluation.labels = labelsOf(method);
+        evaluation.groups.push_back({"part " + std::to_string(test + 1)});
+        if (!listing) listing.emplace(files, evaluation.labels);
+        for (std::size_t recording = 0; recording < all.size(); ++recording)
+            if (part[recording] == test) {
+                trial.score(method, all[recording], test);
+                trial.print(*listing, progress);
+                progress.advance();
+            }
+    }
+    checkGroups(evaluation);
+}
+
+/// Learns or loads, saves, and tries the method.
+Evaluation evaluate(const Options &options, const std::string &name, bool first, Recordings &references,
+                    Recordings &tests) {
+    const std::unique_ptr<Method> method = makeMethod(name, {options.band});
+    const FrontEnd frontEnd(method->arithmetic());
+    Evaluation evaluation;
+    evaluation.method = name;
+    if (options.crossValidate) {
+        crossValidate(options, references, frontEnd, *method, first, evaluation);
+    } else {
+        if (options.load.empty()) {
+            learn(*method, references.prepareAll(frontEnd, "references"), evaluation);
+        } else {
+            evaluation.references = loadMethod(*method, name, options.load);
+            evaluation.loaded = true;
+        }
+        evaluation.labels = labelsOf(*method);
+        if (!options.save.empty()) saveMethod(*method, name, options.save, evaluation.references);
+        if (!tests.inputs().empty())
+            recogniseTests(options, tests, frontEnd, *method, first, evaluation);
+    }
+    evaluation.neighbours = method->neighbours();
+    evaluation.skipped = references.skipped() + tests.skipped();
+    return evaluation;
+}
+
+void checkPlaces(const Options &options) {
+    if (!options.report.empty()) checkReportPlace(options.report);
+    for (const std::string &name : options.methods) {
+        if (!options.save.empty()) checkModelPlace(options.save, name);
+        // Before any other work is done for nothing.
+        if (!options.load.empty()) loadMethod(*makeMethod(name, {options.band}), name, options.load);
+    }
 }
 
 void run(const Options &options) {
-    if (!options.report.empty()) checkReportPlace(options.report);
-    const std::vector<Input> tests = listInputs(options.tests);
-    checkShown(options.show, tests);
-    const std::unique_ptr<Method> method = makeMethod(options.method, {options.band});
-    const FrontEnd frontEnd(method->arithmetic());
+    checkPlaces(options);
+    Recordings references(options.references), tests(options.tests);
+    checkShown(options.show, (options.crossValidate ? references : tests).inputs());
 
-    Evaluation evaluation;
-    evaluation.method = options.method;
-    const std::vector<Utterance> references = readReferences(options, frontEnd, evaluation.skipped);
-    evaluation.labels = labelsOf(references);
-    for (const Utterance &reference : references)
-        evaluation.references.push_back(reference.file);
-    method->learn(references);
-    evaluation.neighbours = method->neighbours();
-
-    recogniseTests(options, tests, frontEnd, *method, evaluation);
-    printSummary(evaluation);
+    std::vector<Evaluation> evaluations;
+    for (const std::string &name : options.methods) {
+        if (options.methods.size() > 1) std::printf("%smethod    %s\n", evaluations.empty() ? "" : "\n", name.c_str());
+        evaluations.push_back(evaluate(options, name, evaluations.empty(), references, tests));
+        if (!evaluations.back().results.empty()) printSummary(evaluations.back());
+        if (!options.save.empty())
+            std::printf("saved     %s\n", modelFile(options.save, name).c_str());
+    }
+    if (evaluations.front().results.empty()) return;
+    if (evaluations.size() > 1) printComparison(evaluations);
     if (!options.report.empty()) {
-        writeReport(options.report, evaluation, frontEnd, options.show);
+        const FrontEnd frontEnd(makeMethod(options.methods.front(), {options.band})->arithmetic());
+        writeReport(options.report, evaluations, frontEnd, options.show);
         std::printf("report    %s\n", options.report.c_str());
     }
 }

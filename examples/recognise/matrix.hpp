@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -16,6 +17,9 @@ public:
     std::size_t columns() const { return columnCount; }
     float *operator[](std::size_t row) { return values.data() + row * columnCount; }
     const float *operator[](std::size_t row) const { return values.data() + row * columnCount; }
+
+    /// The smallest value of a matrix that has any.
+    float least() const { return *std::min_element(values.begin(), values.end()); }
 
 private:
     std::size_t rowCount = 0, columnCount = 0;

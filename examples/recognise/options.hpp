@@ -7,7 +7,9 @@ namespace recognise {
 
 struct Options {
     std::vector<std::string> references, tests;
-    std::string method = "dtw";
+    std::vector<std::string> methods{"dtw"};
+    std::string save, load; ///< directories; empty: none
+    int crossValidate = 0;  ///< into how many parts; 0: not
     int band = 12;
     int top = 0;
     std::string report; ///< empty: none

@@ -323,8 +323,9 @@ std::string list(const std::vector<std::string> &texts) {
     return "[" + json + "]";
 }
 
-std::string page(const Evaluation &evaluation, const FrontEnd &frontEnd,
+std::string page(const std::vector<Evaluation> &evaluations, const FrontEnd &frontEnd,
                  const std::vector<std::string> &show) {
+    const Evaluation &evaluation = evaluations.front();
     bool shortened = false;
     const ScoreMap map = meanScores(evaluation, shortened);
     std::string html = "<!DOCTYPE html><html lang='en'><head><meta charset='utf-8'>"
@@ -357,9 +358,9 @@ std::string page(const Evaluation &evaluation, const FrontEnd &frontEnd,
 
 void checkReportPlace(const std::string &file) { common::checkPlace(file, reportNoun); }
 
-void writeReport(const std::string &file, const Evaluation &evaluation, const FrontEnd &frontEnd,
-                 const std::vector<std::string> &show) {
-    common::writeFile(file, validUtf8(page(evaluation, frontEnd, show)), reportNoun);
+void writeReport(const std::string &file, const std::vector<Evaluation> &evaluations,
+                 const FrontEnd &frontEnd, const std::vector<std::string> &show) {
+    common::writeFile(file, validUtf8(page(evaluations, frontEnd, show)), reportNoun);
 }
 
 } // namespace recognise

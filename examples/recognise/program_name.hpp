@@ -1,0 +1,7 @@
+#pragma once
+
+namespace recognise {
+
+constexpr const char *programName = "recognise";
+
+} // namespace recognise
