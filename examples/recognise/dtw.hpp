@@ -13,6 +13,7 @@ public:
     void save(ModelWriter &file) const override;
     void load(ModelReader &file, std::size_t references) override;
     const std::vector<Candidate> &candidates() const override { return templates; }
+    bool comparesReferences() const override { return true; }
     std::size_t neighbours() const override { return nearest; }
 
 protected:

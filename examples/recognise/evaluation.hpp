@@ -46,16 +46,17 @@ struct StatesShown {
 
 struct Evaluation {
     std::string method;
+    bool templates = true;           ///< tests are compared with references, not with models of words
     std::size_t neighbours = 1;      ///< of a word's references decide together
     std::vector<std::string> labels; ///< sorted
     std::vector<std::filesystem::path> references;
     std::vector<Group> groups;
     std::vector<Result> results;
     std::size_t skipped = 0;
-    double speechSeconds = 0;                          ///< of the tests
-    double preparingSeconds = 0, scoringSeconds = 0;   ///< of the tests
-    double learnSeconds = 0;                           ///< without preparing the references
-    bool loaded = false;                               ///< learnt before
+    double speechSeconds = 0;                        ///< of the tests
+    double preparingSeconds = 0, scoringSeconds = 0; ///< of the tests
+    double learnSeconds = 0;                         ///< without preparing the references
+    bool loaded = false;                             ///< learnt before
     std::optional<StatesShown> states;
 
     std::size_t right() const;

@@ -11,9 +11,9 @@
 namespace recognise {
 
 constexpr int fftOrder = 8;
-constexpr int frameLength = 1 << fftOrder; ///< 32 ms
-constexpr int frameStep = 80;              ///< 10 ms
-constexpr int cepstrumLength = 13;         ///< c0 to c12
+constexpr int frameLength = 1 << fftOrder;        ///< 32 ms
+constexpr int frameStep = 80;                     ///< 10 ms
+constexpr int cepstrumLength = 13;                ///< c0 to c12
 constexpr int featureLength = 2 * cepstrumLength; ///< cepstra and their slopes
 
 /// Where the word is, in samples of the recording.

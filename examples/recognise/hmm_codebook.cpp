@@ -113,9 +113,10 @@ void SemicontinuousHmm::build() {
 }
 
 Evaluate SemicontinuousHmm::evaluator(const Matrix &features) const {
-    return [observed = std::make_shared<FloatKind::Observed>(features)](int32_t model, int32_t *best) -> double {
-        return QZsEvalSemicontHMMViterbi(model, observed->data(), observed->frames(), best);
-    };
+    return
+        [observed = std::make_shared<FloatKind::Observed>(features)](int32_t model, int32_t *best) -> double {
+            return QZsEvalSemicontHMMViterbi(model, observed->data(), observed->frames(), best);
+        };
 }
 
 Hmm::CostOf SemicontinuousHmm::outputCosts(const Matrix &features, std::size_t word) const {
@@ -123,11 +124,10 @@ Hmm::CostOf SemicontinuousHmm::outputCosts(const Matrix &features, std::size_t w
     Matrix densities(features.rows(), codes());
     for (std::size_t frame = 0; frame < densities.rows(); ++frame)
         for (std::size_t code = 0; code < codes(); ++code)
-            densities[frame][code] =
-                static_cast<float>(QZsEvalGaussMix(servers.from(code)[0], observed.data()[frame], featureLength + 1));
+            densities[frame][code] = static_cast<float>(
+                QZsEvalGaussMix(servers.from(code)[0], observed.data()[frame], featureLength + 1));
     return [this, word, densities](std::size_t state, std::size_t frame) {
-        return -std::log10(
-            QZsDotP(weights[word][state], densities[frame], static_cast<int32_t>(codes())));
+        return -std::log10(QZsDotP(weights[word][state], densities[frame], static_cast<int32_t>(codes())));
     };
 }
 

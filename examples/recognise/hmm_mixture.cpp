@@ -52,7 +52,8 @@ void MixtureHmm<Kind>::read(ModelReader &file) {
             state.weights = file.reals(mostComponents);
             state.means = file.matrix(mostComponents, featureLength);
             state.variances = file.matrix(mostComponents, featureLength);
-            if (state.weights.size() != state.means.rows() || state.weights.size() != state.variances.rows() ||
+            if (state.weights.size() != state.means.rows() ||
+                state.weights.size() != state.variances.rows() ||
                 *std::ranges::min_element(state.weights) <= 0 || state.variances.least() <= 0)
                 file.damaged();
         }

@@ -19,19 +19,9 @@ std::string flushRight(const std::string &text, std::size_t width) {
 
 void widen(std::size_t &width, const std::string &text) { width = std::max(width, characters(text)); }
 
-double percentage(std::size_t right, std::size_t total) {
-    return total ? 100.0 * static_cast<double>(right) / static_cast<double>(total) : 0;
-}
-
-std::string percent(std::size_t right, std::size_t total) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f %%", percentage(right, total));
-    return text;
-}
-
 void printCounts(const std::string &name, std::size_t width, std::size_t right, std::size_t total) {
-    std::printf("accuracy  %s  %zu of %zu  %.2f %%\n", padded(name, width).c_str(), right, total,
-                percentage(right, total));
+    std::printf("accuracy  %s  %zu of %zu  %s\n", padded(name, width).c_str(), right, total,
+                percent(right, total, 2).c_str());
 }
 
 } // namespace
@@ -105,13 +95,10 @@ void printComparison(const std::vector<Evaluation> &evaluations) {
         row.push_back(evaluation.method);
         if (grouped)
             for (const Group &group : evaluation.groups)
-                row.push_back(percent(group.right, group.total));
-        row.push_back(percent(evaluation.right(), evaluation.results.size()));
-        char text[32];
-        std::snprintf(text, sizeof text, "%.2f s", evaluation.learnSeconds);
-        row.emplace_back(evaluation.loaded ? "loaded" : text);
-        std::snprintf(text, sizeof text, "%.2f ms", evaluation.millisecondsPerTest());
-        row.emplace_back(text);
+                row.push_back(percent(group.right, group.total, 2));
+        row.push_back(percent(evaluation.right(), evaluation.results.size(), 2));
+        row.push_back(evaluation.loaded ? "loaded" : number(evaluation.learnSeconds, 2) + " s");
+        row.push_back(number(evaluation.millisecondsPerTest(), 2) + " ms");
     }
     std::puts("");
     for (const std::vector<std::string> &row : table) {

@@ -173,9 +173,9 @@ Evaluation evaluate(const Options &options, const std::string &name, bool first,
         }
         evaluation.labels = labelsOf(*method);
         if (!options.save.empty()) saveMethod(*method, name, options.save, evaluation.references);
-        if (!tests.inputs().empty())
-            recogniseTests(options, tests, frontEnd, *method, first, evaluation);
+        if (!tests.inputs().empty()) recogniseTests(options, tests, frontEnd, *method, first, evaluation);
     }
+    evaluation.templates = method->comparesReferences();
     evaluation.neighbours = method->neighbours();
     evaluation.skipped = references.skipped() + tests.skipped();
     return evaluation;
@@ -197,11 +197,11 @@ void run(const Options &options) {
 
     std::vector<Evaluation> evaluations;
     for (const std::string &name : options.methods) {
-        if (options.methods.size() > 1) std::printf("%smethod    %s\n", evaluations.empty() ? "" : "\n", name.c_str());
+        if (options.methods.size() > 1)
+            std::printf("%smethod    %s\n", evaluations.empty() ? "" : "\n", name.c_str());
         evaluations.push_back(evaluate(options, name, evaluations.empty(), references, tests));
         if (!evaluations.back().results.empty()) printSummary(evaluations.back());
-        if (!options.save.empty())
-            std::printf("saved     %s\n", modelFile(options.save, name).c_str());
+        if (!options.save.empty()) std::printf("saved     %s\n", modelFile(options.save, name).c_str());
     }
     if (evaluations.front().results.empty()) return;
     if (evaluations.size() > 1) printComparison(evaluations);

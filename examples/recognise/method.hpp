@@ -55,6 +55,9 @@ public:
     /// The same where it is cheaper to know the best two words alone; the others are incomparable then.
     virtual std::vector<double> scoreTwo(const Matrix &features) const { return score(features); }
 
+    /// Whether every reference is a candidate, and not every word.
+    virtual bool comparesReferences() const { return false; }
+
     /// How many of a word's best candidates decide together.
     virtual std::size_t neighbours() const { return 1; }
 

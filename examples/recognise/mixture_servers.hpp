@@ -17,8 +17,8 @@
 
 namespace recognise {
 
-/// The end is a feature of its own, 0 in every frame but that behind the recording. The distance makes the end
-/// cost more than 100 decades anywhere but in the state that expects it.
+/// The end is a feature of its own, 0 in every frame but that behind the recording. The distance makes the
+/// end cost more than 100 decades anywhere but in the state that expects it.
 constexpr float endMark = 8, endInverse = 10;
 
 /// The features with the one for the end beside them, and the frame for the end behind them.
@@ -77,15 +77,15 @@ struct FixedKind {
     using Server = QZwGaussMixServer;
     static constexpr Arithmetic arithmetic = Arithmetic::fixed;
     static constexpr int16_t impossible = 32767;
-    static constexpr int rootShift = 4, costScale = -8, weightBits = 14, inverseBits = 8,
-                         densityBits = 29;
+    static constexpr int rootShift = 4, costScale = -8, weightBits = 14, inverseBits = 8, densityBits = 29;
 
     static int16_t weight(double logarithm) {
         const double root = std::pow(10, std::ldexp(logarithm, -rootShift));
         return static_cast<int16_t>(std::max(std::lround(std::ldexp(root, weightBits)), 1L));
     }
     static int16_t feature(float value) {
-        return static_cast<int16_t>(std::lround(std::ldexp(std::clamp(value, -255.0F, 255.0F), -featureScale)));
+        return static_cast<int16_t>(
+            std::lround(std::ldexp(std::clamp(value, -255.0F, 255.0F), -featureScale)));
     }
     static int16_t inverseVariance(float value) {
         return static_cast<int16_t>(std::lround(std::min(std::ldexp(value, inverseBits), 32767.0F)));
@@ -95,8 +95,8 @@ struct FixedKind {
             std::lround(std::min(std::ldexp(value, -costScale - rootShift), 32766.0F)));
     }
 
-    static Server *mixture(const int16_t *weights, const int16_t *const *means, const int16_t *const *inverses,
-                           std::size_t components) {
+    static Server *mixture(const int16_t *weights, const int16_t *const *means,
+                           const int16_t *const *inverses, std::size_t components) {
         return QZwInitGaussMixServer(weights, means, nullptr, inverses, nullptr,
                                      static_cast<int32_t>(components), 0,
                                      2 * featureScale - inverseBits - rootShift);
@@ -191,8 +191,8 @@ private:
     void keep(std::unique_ptr<Arrays> values) {
         arrays.push_back(std::move(values));
         const Arrays &kept = *arrays.back();
-        servers.push_back(Kind::mixture(kept.weights.data(), kept.means.data(), kept.inverses.data(),
-                                        kept.weights.size()));
+        servers.push_back(
+            Kind::mixture(kept.weights.data(), kept.means.data(), kept.inverses.data(), kept.weights.size()));
         common::checkLibrary();
     }
 

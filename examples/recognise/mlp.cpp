@@ -6,29 +6,28 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
 namespace recognise {
 namespace {
 
-static double env(const char *n, double d) { const char *e = getenv(n); return e ? atof(e) : d; }
-constexpr std::size_t points = 20;  // in time, of a stretched recording
+constexpr std::size_t points = 20; // in time, of a stretched recording
 constexpr std::size_t inputs = points * featureLength + 1;
-const std::size_t hidden = (std::size_t)env("HID", 64), rounds = (std::size_t)env("ROUNDS", 40);
-const std::size_t variants = (std::size_t)env("VARS", 4); // of a reference, in each round
-const std::size_t leastExamples = 400; // of a round
-constexpr float leastOutput = 1e-10F; // taken for the cost of an output of 0
+constexpr std::size_t hidden = 128, rounds = 80;
+constexpr std::size_t variants = 4;       // of a reference, in each round
+constexpr std::size_t leastExamples = 60; // of a round
+constexpr float leastOutput = 1e-10F;     // taken for the cost of an output of 0
 
-// How a variant of a recording differs from it: its ends move by as much as this part of its length, its
-// middle too, and its features by this much at random.
-const float endReach = (float)env("END", 0.06), middleReach = (float)env("MID", 0.05), noiseReach = (float)env("NOISE", 0.5);
+// How a variant of a recording differs from it: its ends and its middle move by as much as these parts of its
+// length, and its features by this much at random.
+constexpr float endReach = 0.1F, middleReach = 0.08F, noiseReach = 1;
 
 /// The time in the recording, from 0 to 1, that a point of the stretched one shows.
 struct Warp {
     float begin = 0, middle = 0.5F, end = 1;
 
     float at(float place) const {
-        return place < 0.5F ? begin + (middle - begin) * 2 * place : middle + (end - middle) * (2 * place - 1);
+        return place < 0.5F ? begin + (middle - begin) * 2 * place
+                            : middle + (end - middle) * (2 * place - 1);
     }
 };
 
@@ -49,7 +48,8 @@ std::vector<float> stretched(const Matrix &features, const Warp &warp) {
 }
 
 std::vector<float> variant(const Matrix &features, Random &random) {
-    const Warp warp{endReach * random.even(), 0.5F + middleReach * random.even(), 1 + endReach * random.even()};
+    const Warp warp{endReach * random.even(), 0.5F + middleReach * random.even(),
+                    1 + endReach * random.even()};
     std::vector<float> input = stretched(features, warp);
     for (std::size_t k = 0; k + 1 < inputs; ++k)
         input[k] += noiseReach * random.even();
@@ -96,9 +96,8 @@ void Perceptron::load(ModelReader &file, std::size_t references) {
         words.push_back({label, file.count(0, references - 1)});
     }
     const std::size_t units = file.count(1, mostUnits), weights = units * (inputs + words.size());
-    network = {inputs,
-               {static_cast<int32_t>(units), static_cast<int32_t>(words.size())},
-               file.reals(weights)};
+    network = {
+        inputs, {static_cast<int32_t>(units), static_cast<int32_t>(words.size())}, file.reals(weights)};
     if (network.weights.size() != weights) file.damaged();
 }
 

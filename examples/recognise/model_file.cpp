@@ -106,9 +106,7 @@ ModelReader::ModelReader(const fs::path &path, const std::string &method)
     rest.remove_prefix(rest.find('\n') + 1);
 }
 
-void ModelReader::damaged() const {
-    throw common::InputError(file.string() + ": damaged or cut short");
-}
+void ModelReader::damaged() const { throw common::InputError(file.string() + ": damaged or cut short"); }
 
 // Up to the next blank or line end, which is taken too.
 std::string_view ModelReader::word() {
@@ -178,7 +176,8 @@ void checkModelPlace(const fs::path &directory, const std::string &method) {
     }
     if (fs::exists(fs::symlink_status(directory, error)))
         throw common::InputError(directory.string() + ": cannot write " + modelNoun + ": not a directory");
-    common::checkPlace(directory.string(), modelNoun);
+    const fs::path plain = directory.filename().empty() ? directory.parent_path() : directory;
+    common::checkPlace(plain.string(), modelNoun);
 }
 
 } // namespace recognise

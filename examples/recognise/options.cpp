@@ -31,18 +31,19 @@ Options parseOptions(int argc, char **argv) {
             ->type_name("DIR");
     std::vector<std::string> names = methodNames();
     names.emplace_back(everyMethod);
-    app.add_option("--method", options.methods,
-                   "dtw: time warping; hmm, semihmm, vqhmm: hidden Markov models (continuous, semicontinuous, "
-                   "discrete); mlp: perceptron; dtw16, hmm16: on 16-bit integers; several are compared, all of "
-                   "them with \"all\"")
+    app.add_option(
+           "--method", options.methods,
+           "dtw: time warping; hmm, semihmm, vqhmm: hidden Markov models (continuous, semicontinuous, "
+           "discrete); mlp: perceptron; dtw16, hmm16: on 16-bit integers; several are compared, all of "
+           "them with \"all\"")
         ->check(CLI::IsMember(names))
         ->type_name("NAME")
         ->capture_default_str();
-    CLI::Option *load =
-        app.add_option("--load", options.load, "Take what was learnt from this directory, not from references")
-            ->excludes(references)
-            ->check(common::notEmpty())
-            ->type_name("DIR");
+    CLI::Option *load = app.add_option("--load", options.load,
+                                       "Take what was learnt from this directory, not from references")
+                            ->excludes(references)
+                            ->check(common::notEmpty())
+                            ->type_name("DIR");
     CLI::Option *save = app.add_option("--save", options.save, "Keep what was learnt in this directory")
                             ->excludes(load)
                             ->check(common::notEmpty())

@@ -43,6 +43,8 @@ function describe(image, event) {
     return `said ${said}, compared with ${with_}\n` + (value === null ? 'not comparable' : `distance ${value.toFixed(2)} per frame`);
   }
   const time = (plot.from + x * (plot.to - plot.from)).toFixed(2) + ' s';
+  if (plot.kind === 'states')
+    return `${time}, state ${Math.floor((1 - y) * plot.count) + 1}` + (value === null ? '' : `\ncosts ${value.toFixed(2)}${value >= plot.low ? ' or more' : ''}`);
   if (plot.kind === 'spectrum')
     return `${time}, ${Math.round(4000 * (1 - y))} Hz` + (value === null ? '' : `\n${value.toFixed(0)} dB`);
   return `${time}, coefficient ${Math.floor((1 - y) * plot.count)}` + (value === null ? '' : `\n${value.toFixed(2)}`);

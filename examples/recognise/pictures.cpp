@@ -80,6 +80,34 @@ std::string placed(const Image &image, const Palette &palette, double x, double 
            pngAddress(image, palette) + "'/>";
 }
 
+std::string openFigure(double height, double below, const char *name) {
+    return format("<svg viewBox='0 -6 %g %g' role='img'><title>%s</title>"
+                  "<rect class='field' x='%g' width='%g' height='%g' rx='3'/>",
+                  plotLeft + plotWidth + 8, height + 6 + below, name, plotLeft, plotWidth, height);
+}
+
+std::string label(double y, const std::string &text) {
+    return format("<text x='%g' y='%.1f' text-anchor='end'>%s</text>", plotLeft - 5, y + 4, text.c_str());
+}
+
+std::string turned(double y, const char *text) {
+    return format("<text transform='translate(9 %.1f) rotate(-90)' text-anchor='middle'>%s</text>", y, text);
+}
+
+std::string timeAxis(double seconds, double perSecond, double height) {
+    double step = 0.1;
+    while (seconds / step > 8)
+        step *= step == 0.1 || step == 1 ? 2 : step == 0.2 || step == 2 ? 2.5 : 2;
+    std::string svg;
+    for (int tick = 0; tick * step <= seconds + 1e-9; ++tick) {
+        const double x = plotLeft + tick * step * perSecond;
+        svg += format("<path class='axis' d='M%.2f %g v4'/><text x='%.2f' y='%g' "
+                      "text-anchor='middle'>%.3g%s</text>",
+                      x, height + 1, x, height + 18, tick * step, tick ? "" : " s");
+    }
+    return svg;
+}
+
 // Time runs to the end of the longest recording, so that equal lengths are equally long.
 class Figure {
 public:
@@ -90,7 +118,7 @@ public:
         const double end = plotLeft + sound.recording.seconds() * perSecond;
         const Extent word = sound.analysis.word;
         const double first = timeAt(word.begin), last = timeAt(word.end);
-        std::string svg = open(plotHeight, 6, "Spectrogram");
+        std::string svg = openFigure(plotHeight, 6, "Spectrogram");
         svg += placed(
             spectrogram(sound.recording), levelPalette(), plotLeft, 0, end - plotLeft, plotHeight,
             format(
@@ -116,7 +144,7 @@ public:
             static_cast<double>(sound.analysis.word.end - sound.analysis.word.begin) / sampleRate;
         const double from =
             static_cast<double>(sound.analysis.word.begin) / sampleRate - (margin - wordSeconds) / 2;
-        std::string svg = open(cepstrumHeight, 34, "Cepstrogram");
+        std::string svg = openFigure(cepstrumHeight, 34, "Cepstrogram");
         svg += format("<svg x='%g' width='%g' height='%g' style='overflow:hidden;width:%gpx;height:%gpx'>",
                       plotLeft, plotWidth, cepstrumHeight, plotWidth, cepstrumHeight);
         svg += placed(
@@ -129,41 +157,12 @@ public:
         svg += "</svg>";
         for (const int k : {0, 6, 12})
             svg += label(cepstrumHeight * (1 - (k + 0.5) / cepstrumLength), "c" + std::to_string(k));
-        return svg + timeAxis() + "</svg>";
+        return svg + timeAxis(seconds, perSecond, cepstrumHeight) + "</svg>";
     }
 
 private:
     double timeAt(std::size_t sample) const {
         return plotLeft + static_cast<double>(sample) / sampleRate * perSecond;
-    }
-
-    static std::string open(double height, double below, const char *name) {
-        return format("<svg viewBox='0 -6 %g %g' role='img'><title>%s</title>"
-                      "<rect class='field' x='%g' width='%g' height='%g' rx='3'/>",
-                      plotLeft + plotWidth + 8, height + 6 + below, name, plotLeft, plotWidth, height);
-    }
-
-    static std::string label(double y, const std::string &text) {
-        return format("<text x='%g' y='%.1f' text-anchor='end'>%s</text>", plotLeft - 5, y + 4, text.c_str());
-    }
-
-    static std::string turned(double y, const char *text) {
-        return format("<text transform='translate(9 %.1f) rotate(-90)' text-anchor='middle'>%s</text>", y,
-                      text);
-    }
-
-    std::string timeAxis() const {
-        double step = 0.1;
-        while (seconds / step > 8)
-            step *= step == 0.1 || step == 1 ? 2 : step == 0.2 || step == 2 ? 2.5 : 2;
-        std::string svg;
-        for (int tick = 0; tick * step <= seconds + 1e-9; ++tick) {
-            const double x = plotLeft + tick * step * perSecond;
-            svg += format("<path class='axis' d='M%.2f %g v4'/><text x='%.2f' y='%g' "
-                          "text-anchor='middle'>%.3g%s</text>",
-                          x, cepstrumHeight + 1, x, cepstrumHeight + 18, tick * step, tick ? "" : " s");
-        }
-        return svg;
     }
 
     const Sound &sound;
@@ -270,6 +269,35 @@ std::string scoreMap(const ScoreMap &map) {
                        size, side + cell * (static_cast<double>(column) + 0.5) + size * 0.35, side - 5,
                        escaped(map.columns[column]).c_str());
     return html + "</svg></div>";
+}
+
+std::string statePicture(const StateCosts &states, double mark) {
+    const std::size_t frames = states.costs.columns(), count = states.costs.rows();
+    Image image(frames, count);
+    for (std::size_t state = 0; state < count; ++state)
+        for (std::size_t frame = 0; frame < frames; ++frame)
+            image.set(count - 1 - state, frame, -static_cast<double>(states.costs[state][frame]), -mark, 0);
+    const double seconds = static_cast<double>(frames * frameStep) / sampleRate;
+    const double wide = plotWidth / static_cast<double>(frames),
+                 high = plotHeight / static_cast<double>(count);
+    std::string svg = openFigure(plotHeight, 34, "Costs of the frames in the states");
+    svg += placed(
+        image, levelPalette(), plotLeft, 0, plotWidth, plotHeight,
+        format("{\"kind\":\"states\",\"palette\":\"level\",\"low\":%g,\"high\":0,\"from\":0,\"to\":%.4f,"
+               "\"count\":%zu}",
+               mark, seconds, count),
+        false);
+    std::string way;
+    for (std::size_t frame = 0; frame < frames; ++frame) {
+        const double y = plotHeight - (static_cast<double>(states.path[frame]) + 0.5) * high;
+        way += frame ? format("V%.1f", y) : format("M%g %.1f", plotLeft, y);
+        way += format("H%.1f", plotLeft + static_cast<double>(frame + 1) * wide);
+    }
+    svg += "<path class='way' d='" + way + "'/>";
+    for (const std::size_t state : {std::size_t{0}, count - 1})
+        svg += label(plotHeight - (static_cast<double>(state) + 0.5) * high, std::to_string(state + 1));
+    svg += turned(plotHeight / 2, "state");
+    return svg + timeAxis(seconds, plotWidth / seconds, plotHeight) + "</svg>";
 }
 
 std::string legend(const std::string &low, const std::string &high, const Palette &palette, bool reversed) {

@@ -29,6 +29,10 @@ struct ScoreMap {
 };
 std::string scoreMap(const ScoreMap &map);
 
+/// What each frame costs in each state of a model, the first state at the bottom, and the cheapest way
+/// through. Costs above the mark look alike.
+std::string statePicture(const StateCosts &states, double mark);
+
 /// A colour bar with the values at its ends.
 std::string legend(const std::string &low, const std::string &high, const Palette &palette, bool reversed);
 

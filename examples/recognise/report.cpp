@@ -1,5 +1,6 @@
 #include "report.hpp"
 #include "common/files.hpp"
+#include "comparison.hpp"
 #include "page.hpp"
 #include "pictures.hpp"
 #include "text.hpp"
@@ -23,16 +24,6 @@ constexpr std::size_t mostComparisons = 24, openComparisons = 6, mostMapLabels =
                       mostConfusedWords = 40;
 constexpr std::size_t smallVocabulary = 20; // confusion table in full
 constexpr std::size_t closestShown = 3;     // pictured when there is nothing else to picture
-
-std::string number(double value, int digits) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", digits, value);
-    return text;
-}
-
-std::string percent(std::size_t part, std::size_t whole) {
-    return whole ? number(100.0 * static_cast<double>(part) / static_cast<double>(whole), 1) + " %" : "–";
-}
 
 std::string spoken(const Result &result) { return result.recognised.empty() ? "nothing" : result.recognised; }
 
@@ -323,6 +314,20 @@ std::string list(const std::vector<std::string> &texts) {
     return "[" + json + "]";
 }
 
+std::string introduction(const Evaluation &evaluation) {
+    const std::string method = "Method " + escaped(evaluation.method) + ". ";
+    if (!evaluation.templates)
+        return method +
+               "Every test is scored against a model of each word; the word with the smallest cost "
+               "(-log<sub>10</sub> of the probability, per frame) wins. The best reference of a word is "
+               "the one that its model fits best.";
+    return method + "Every test is compared with every reference. A word's distance is " +
+           (evaluation.neighbours == 1
+                ? "that of its nearest reference"
+                : "the mean over its " + std::to_string(evaluation.neighbours) + " nearest references") +
+           "; the word with the smallest wins.";
+}
+
 std::string page(const std::vector<Evaluation> &evaluations, const FrontEnd &frontEnd,
                  const std::vector<std::string> &show) {
     const Evaluation &evaluation = evaluations.front();
@@ -332,15 +337,12 @@ std::string page(const std::vector<Evaluation> &evaluations, const FrontEnd &fro
                        "<meta name='viewport' content='width=device-width,initial-scale=1'>"
                        "<title>Word recognition report</title><style>";
     html += pageStyle;
-    html += "</style></head><body><main><h1>Word recognition</h1><p class='soft'>Method " +
-            escaped(evaluation.method) +
-            ". Every test is compared with every reference. A word's distance is " +
-            (evaluation.neighbours == 1
-                 ? "that of its nearest reference"
-                 : "the mean over its " + std::to_string(evaluation.neighbours) + " nearest references") +
-            "; the word with the smallest wins.</p>";
-    html += summary(evaluation) + groups(evaluation) + confusions(evaluation) +
-            pictures(evaluation, frontEnd, show);
+    html += "</style></head><body><main><h1>Word recognition</h1><p class='soft'>" + introduction(evaluation);
+    if (evaluations.size() > 1)
+        html += " The other methods are compared with it; all else below is of this one.";
+    html += "</p>";
+    html += summary(evaluation) + compareMethods(evaluations) + groups(evaluation) + confusions(evaluation) +
+            pictures(evaluation, frontEnd, show) + pictureStates(evaluations);
     html +=
         "<h2>Distances between words</h2><p class='soft'>Mean distance of the tests of a word (row) to the "
         "references of each word (column). Bright off the diagonal: easily confused.";

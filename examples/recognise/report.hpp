@@ -14,7 +14,7 @@ void checkReportPlace(const std::string &file);
 /// Writes one HTML file with everything in it: accuracy, confusions, a map of the distances, and pictures of
 /// the tests that were not recognised or whose word or file name is in `show`, beside their references. Of
 /// several methods it compares all and shows the first. Whole or not at all; throws InputError.
-void writeReport(const std::string &file, const std::vector<Evaluation> &evaluations, const FrontEnd &frontEnd,
-                 const std::vector<std::string> &show);
+void writeReport(const std::string &file, const std::vector<Evaluation> &evaluations,
+                 const FrontEnd &frontEnd, const std::vector<std::string> &show);
 
 } // namespace recognise

@@ -1,6 +1,7 @@
 #include "text.hpp"
 
 #include <algorithm>
+#include <cstdio>
 #include <string_view>
 
 namespace recognise {
@@ -46,6 +47,17 @@ std::string plural(std::size_t count, const std::string &noun) { return count ==
 
 std::string counted(std::size_t count, const std::string &noun) {
     return std::to_string(count) + " " + plural(count, noun);
+}
+
+std::string number(double value, int digits) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    return text;
+}
+
+std::string percent(std::size_t part, std::size_t whole, int digits) {
+    return whole ? number(100.0 * static_cast<double>(part) / static_cast<double>(whole), digits) + " %"
+                 : "–";
 }
 
 } // namespace recognise

@@ -17,4 +17,10 @@ std::string plural(std::size_t count, const std::string &noun);
 /// The number and the noun: `1 file`, `2 files`.
 std::string counted(std::size_t count, const std::string &noun);
 
+/// With so many decimal places.
+std::string number(double value, int digits);
+
+/// A part of the whole: `97.8 %`; a dash of nothing.
+std::string percent(std::size_t part, std::size_t whole, int digits = 1);
+
 } // namespace recognise

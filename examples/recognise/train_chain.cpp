@@ -87,10 +87,10 @@ Chain trainChain(const ChainTask &task) {
         task.fit(framesByState(chain.paths, task.states));
         std::vector<Path> paths;
         for (std::size_t recording = 0; recording < task.lengths.size(); ++recording)
-            paths.push_back(cheapestPath(task.lengths[recording], chain.steps,
-                                         [&](std::size_t state, std::size_t frame) {
-                                             return task.cost(state, {recording, frame});
-                                         }));
+            paths.push_back(
+                cheapestPath(task.lengths[recording], chain.steps, [&](std::size_t state, std::size_t frame) {
+                    return task.cost(state, {recording, frame});
+                }));
         if (paths == chain.paths) break;
         chain.paths = std::move(paths);
     }

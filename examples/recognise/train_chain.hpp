@@ -34,8 +34,8 @@ struct ChainTask {
     std::function<double(std::size_t state, FrameOf)> cost;
 };
 
-/// States for recordings of these lengths, so that each holds about so many frames, and the shortest recording
-/// still passes through them.
+/// States for recordings of these lengths, so that each holds about so many frames, and the shortest
+/// recording still passes through them.
 std::size_t statesFor(const std::vector<std::size_t> &lengths, double framesPerState, std::size_t least,
                       std::size_t most);
 

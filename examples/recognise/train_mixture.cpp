@@ -24,8 +24,7 @@ Mixture fitMixture(const Matrix &frames, const std::vector<float> &priorVariance
     }
     Mixture mixture{{}, clusters.centres, Matrix(components, columns)};
     for (std::size_t component = 0; component < components; ++component) {
-        mixture.weights.push_back(
-            static_cast<float>(counts[component] / static_cast<double>(frames.rows())));
+        mixture.weights.push_back(static_cast<float>(counts[component] / static_cast<double>(frames.rows())));
         for (std::size_t k = 0; k < columns; ++k)
             mixture.variances[component][k] = static_cast<float>(
                 (squares[component * columns + k] + settings.priorFrames * priorVariances[k]) /

@@ -8,8 +8,8 @@
 namespace recognise {
 namespace {
 
-constexpr float rate = 0.05F, momentum = 0.8F;
-constexpr float constantWeight = 20; // 1 / (1 + e^-20) is 1 in single precision
+constexpr float firstRate = 0.01F, momentum = 0.8F; // the rate falls to 0 towards the end
+constexpr float constantWeight = 20;                // 1 / (1 + e^-20) is 1 in single precision
 
 float logistic(float sum) { return 1 / (1 + std::exp(-sum)); }
 
@@ -36,7 +36,7 @@ struct Layer {
         }
     }
 
-    void learn(const float *input) {
+    void learn(const float *input, float rate) {
         for (std::size_t unit = 0; unit < units; ++unit) {
             float *row = weights.data() + unit * inputs, *change = changes.data() + unit * inputs;
             const float step = rate * errors[unit];
@@ -82,6 +82,7 @@ Network trainNetwork(std::size_t inputs, std::size_t hidden, std::size_t outputs
         below.weights[hidden * inputs + k] = k + 1 == inputs ? constantWeight : 0;
 
     for (std::size_t round = 0; round < rounds; ++round) {
+        const float rate = firstRate * static_cast<float>(rounds - round) / static_cast<float>(rounds);
         std::vector<Example> all = examples(round);
         for (std::size_t k = all.size(); k > 1; --k)
             std::swap(all[k - 1], all[random.below(k)]);
@@ -97,8 +98,8 @@ Network trainNetwork(std::size_t inputs, std::size_t hidden, std::size_t outputs
                     below.errors[k] += above.errors[unit] * above.weights[unit * above.inputs + k];
             for (std::size_t k = 0; k < hidden; ++k)
                 below.errors[k] *= below.values[k] * (1 - below.values[k]);
-            above.learn(below.values.data());
-            below.learn(example.input.data());
+            above.learn(below.values.data(), rate);
+            below.learn(example.input.data(), rate);
         }
     }
     Network network{inputs, {static_cast<std::int32_t>(hidden + 1), static_cast<std::int32_t>(outputs)}, {}};

@@ -9,8 +9,8 @@
 namespace recognise {
 
 /// A network of logistic units in the form that the library takes: sizes of the layers above the input, and
-/// the weights in their order. Biases are weights of an input that is always 1, and in the hidden layer of its
-/// last unit, which that input alone holds at 1.
+/// the weights in their order. Biases are weights of an input that is always 1, and in the hidden layer of
+/// its last unit, which that input alone holds at 1.
 struct Network {
     std::size_t inputs = 0; ///< with the constant one
     std::vector<std::int32_t> layers;

@@ -11,10 +11,8 @@ namespace {
 
 constexpr double framesPerState = 4;
 constexpr std::size_t leastStates = 3, mostStates = 24;
-constexpr MixtureSettings mixtureSettings{
-    .mostComponents = 4, .framesPerComponent = 20, .priorFrames = 20};
-constexpr MixtureSettings firstSettings{
-    .mostComponents = 1, .framesPerComponent = 1, .priorFrames = 1e6};
+constexpr MixtureSettings mixtureSettings{.mostComponents = 4, .framesPerComponent = 20, .priorFrames = 20};
+constexpr MixtureSettings firstSettings{.mostComponents = 1, .framesPerComponent = 1, .priorFrames = 1e6};
 
 // Frames scatter less around a mean that was made of them than those of another recording will.
 constexpr float stateSpread = 2, codeSpread = 4;
@@ -213,7 +211,8 @@ std::vector<CodeWord> trainCodeWords(const std::vector<Utterance> &references, c
                     for (std::size_t code = 0; code < sums.size(); ++code)
                         sums[code] += shares[take][frame][code];
                 for (std::size_t code = 0; code < sums.size(); ++code) {
-                    const auto share = static_cast<float>(sums[code] / static_cast<double>(frames[state].size()));
+                    const auto share =
+                        static_cast<float>(sums[code] / static_cast<double>(frames[state].size()));
                     weights[state][code] =
                         (share + leastWeight) / (1 + leastWeight * static_cast<float>(weights.columns()));
                 }
