@@ -18,7 +18,9 @@ constexpr MixtureSettings firstSettings{.mostComponents = 1, .framesPerComponent
 constexpr float stateSpread = 2, codeSpread = 4;
 // Before any states are known, they are taken to scatter by this part of what all frames do.
 constexpr float firstPart = 0.3F;
-constexpr float leastVariance = 1e-4F;
+// However alike they are: this part of the variance of all frames, and something where that is 0.
+constexpr float leastPart = 0.1F, leastVariance = 1e-4F;
+constexpr std::size_t framesPerCode = 8;
 constexpr float leastWeight = 1e-4F; // of a code in a state
 
 Matrix gather(const std::vector<const Utterance *> &takes, const std::vector<FrameOf> &frames) {
@@ -39,9 +41,10 @@ Matrix allFrames(const std::vector<Utterance> &references) {
     return frames;
 }
 
-std::vector<float> scaled(std::vector<float> variances, float factor) {
-    for (float &variance : variances)
-        variance = std::max(variance * factor, leastVariance);
+// Times a factor, but no less than a part of the variances of all frames.
+std::vector<float> spreadOut(std::vector<float> variances, float factor, const std::vector<float> &overall) {
+    for (std::size_t k = 0; k < variances.size(); ++k)
+        variances[k] = std::max({variances[k] * factor, leastPart * overall[k], leastVariance});
     return variances;
 }
 
@@ -138,7 +141,8 @@ std::vector<Takes> takesByWord(const std::vector<Utterance> &references) {
 std::vector<MixtureWord> trainMixtureWords(const std::vector<Utterance> &references) {
     const std::vector<Word> words = wordsOf(references);
     // First with one density and the same variances in every state, to see how far frames of a state scatter.
-    const std::vector<float> first = scaled(variancesOf(allFrames(references)), firstPart);
+    const std::vector<float> overall = variancesOf(allFrames(references)),
+                             first = spreadOut(overall, firstPart, overall);
     std::vector<double> squares(first.size());
     std::size_t count = 0, typical = 0;
     std::vector<Mixture> states;
@@ -147,7 +151,7 @@ std::vector<MixtureWord> trainMixtureWords(const std::vector<Utterance> &referen
     std::vector<float> pooled;
     for (const double square : squares)
         pooled.push_back(static_cast<float>(square / static_cast<double>(count)));
-    pooled = scaled(pooled, stateSpread);
+    pooled = spreadOut(pooled, stateSpread, overall);
 
     std::vector<MixtureWord> models;
     for (const Word &word : words) {
@@ -159,7 +163,8 @@ std::vector<MixtureWord> trainMixtureWords(const std::vector<Utterance> &referen
 
 Codebook trainCodebook(const std::vector<Utterance> &references, std::size_t codes) {
     const Matrix frames = allFrames(references);
-    const Clusters clusters = cluster(frames, codes);
+    const Clusters clusters =
+        cluster(frames, std::clamp(frames.rows() / framesPerCode, std::size_t{1}, codes));
     std::vector<double> squares(frames.columns());
     for (std::size_t frame = 0; frame < frames.rows(); ++frame)
         for (std::size_t k = 0; k < frames.columns(); ++k) {
@@ -169,7 +174,7 @@ Codebook trainCodebook(const std::vector<Utterance> &references, std::size_t cod
     std::vector<float> variances;
     for (const double square : squares)
         variances.push_back(static_cast<float>(square / static_cast<double>(frames.rows())));
-    return {clusters.centres, scaled(variances, codeSpread)};
+    return {clusters.centres, spreadOut(variances, codeSpread, variancesOf(frames))};
 }
 
 std::vector<float> codeShares(const Codebook &codebook, const float *frame) {

@@ -38,6 +38,7 @@ struct Codebook {
 /// How much of each code belongs to a state: a row for each state, sum 1.
 using CodeWord = WordModel<Matrix>;
 
+/// Up to so many codes, fewer for few frames.
 Codebook trainCodebook(const std::vector<Utterance> &references, std::size_t codes);
 std::vector<CodeWord> trainCodeWords(const std::vector<Utterance> &references, const Codebook &codebook);
 

@@ -99,8 +99,10 @@ protected:
     }
 };
 
-TEST_F(Recognise, NamesEveryWordWithBothMethods) {
-    for (const std::string method : {"dtw", "dtw16"}) {
+const std::vector<std::string> methods{"dtw", "dtw16", "hmm", "hmm16", "semihmm", "vqhmm", "mlp"};
+
+TEST_F(Recognise, NamesEveryWordWithEveryMethod) {
+    for (const std::string &method : methods) {
         const Outcome outcome = run("--references references --tests tests --method " + method);
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.err, "") << "nothing to complain of, and no bar without a terminal";
@@ -117,7 +119,7 @@ TEST_F(Recognise, NamesEveryWordWithBothMethods) {
             EXPECT_EQ(expected, name);
             EXPECT_EQ(recognised, name);
             EXPECT_GT(score, 0);
-            EXPECT_GT(margin, 0);
+            EXPECT_GT(margin, 0) << method;
         }
     }
 }
@@ -425,6 +427,17 @@ TEST_F(Recognise, RefusesBadArgumentsInOneLine) {
     expectRefusal("", "--references", "required");
     expectRefusal("--references references", "--tests", "required");
     expectRefusal(input + "--method guess", "--method", "guess");
+    expectRefusal(input + "--method dtw guess", "--method", "guess");
+    expectRefusal(input + "--save ''", "--save", "empty");
+    expectRefusal("--load '' --tests tests", "--load", "empty");
+    expectRefusal(input + "--load kept", "--load", "--references");
+    expectRefusal("--load kept --save kept --tests tests", "--load", "--save");
+    expectRefusal("--load kept", "--tests", "required");
+    expectRefusal(input + "--cross-validate 2", "--cross-validate", "--tests");
+    expectRefusal("--references references --cross-validate 1", "--cross-validate", "not between 2 and 1000");
+    expectRefusal("--references references --cross-validate two", "--cross-validate", "not a number");
+    expectRefusal("--references references --cross-validate 2", "--cross-validate 2", "no word has 2 takes");
+    expectRefusal("--references references --save kept --report r.html", "--report", "--tests");
     expectRefusal(input + "--band wide", "--band", "\"wide\" is not a number");
     expectRefusal(input + "--band 1.5", "--band", "not a whole number");
     expectRefusal(input + "--band -1", "--band", "-1");
@@ -443,12 +456,162 @@ TEST_F(Recognise, RefusesBadArgumentsInOneLine) {
 TEST_F(Recognise, ExplainsItself) {
     const Outcome help = run("--help");
     EXPECT_EQ(help.status, 0);
-    for (const char *option :
-         {"--references", "--tests", "--method", "--band", "--report", "--top", "--show"})
+    for (const char *option : {"--references", "--tests", "--method", "--band", "--report", "--top", "--show",
+                               "--save", "--load", "--cross-validate"})
         EXPECT_NE(help.out.find(option), std::string::npos) << option;
     const Outcome version = run("--version");
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.out.rfind("recognise ", 0), 0u) << version.out;
+}
+
+// The tests' lines, without what a run takes.
+std::string linesOfTests(const std::string &out) { return out.substr(0, out.find("\n\n")); }
+
+TEST_F(Recognise, ScoresTheSameWithWhatWasKept) {
+    for (const std::string &method : methods) {
+        const std::string arguments = "--tests tests --top 2 --method " + method;
+        const Outcome learnt = run("--references references --save kept " + arguments);
+        EXPECT_EQ(learnt.status, 0) << learnt.err;
+        EXPECT_NE(learnt.out.find("saved     kept/" + method + ".model"), std::string::npos) << learnt.out;
+        const Outcome loaded = run("--load kept " + arguments);
+        EXPECT_EQ(loaded.status, 0) << loaded.err;
+        EXPECT_NE(loaded.out.find("references/ee.wav"), std::string::npos) << "the names of the references";
+        EXPECT_EQ(linesOfTests(loaded.out), linesOfTests(learnt.out)) << method;
+    }
+    for (const auto &entry : fs::directory_iterator(place / "kept"))
+        EXPECT_EQ(entry.path().extension(), ".model") << "nothing half-written";
+}
+
+TEST_F(Recognise, LearnsTheSameEveryTime) {
+    for (const std::string method : {"hmm", "semihmm", "mlp"}) {
+        for (const std::string directory : {"first", "second"}) {
+            const Outcome outcome =
+                run("--references references --method " + method + " --save " + directory);
+            EXPECT_EQ(outcome.status, 0) << outcome.err;
+            EXPECT_EQ(outcome.out, "saved     " + directory + "/" + method + ".model\n")
+                << "no tests, no more";
+        }
+        const std::string file = method + ".model";
+        EXPECT_EQ(contents(place / "first" / file), contents(place / "second" / file)) << method;
+    }
+}
+
+// Of the words that a class is searched for and those that are scored one by one, the best are the same.
+TEST_F(Recognise, FindsTheBestOfAClassAsOneByOne) {
+    for (const std::string method : {"hmm", "hmm16", "semihmm", "vqhmm"}) {
+        const std::string arguments = "--references references --tests tests --method " + method;
+        EXPECT_EQ(linesOfTests(run(arguments).out),
+                  linesOfTests(run(arguments + " --report report.html").out))
+            << method;
+    }
+}
+
+// No path may end half-way through a word that begins like another.
+TEST_F(Recognise, TellsAWordFromItsBeginning) {
+    const Word whole{{700, 1200}, {300, 2300}, {700, 1200}, {450, 800}}, part{{700, 1200}, {300, 2300}};
+    for (const std::string directory : {"two", "again"})
+        fs::create_directory(place / directory);
+    save(place / "two" / "whole.wav", speak(whole, 0.6, 110, 21));
+    save(place / "two" / "part.wav", speak(part, 0.3, 110, 22));
+    save(place / "again" / "whole_b_1.wav", speak(whole, 0.66, 120, 23));
+    save(place / "again" / "part_b_1.wav", speak(part, 0.33, 120, 24));
+    for (const std::string method : {"hmm", "hmm16", "semihmm", "vqhmm"}) {
+        const Outcome outcome = run("--references two --tests again --method " + method);
+        EXPECT_NE(outcome.out.find("accuracy  total  2 of 2"), std::string::npos) << method << outcome.out;
+    }
+}
+
+TEST_F(Recognise, RefusesModelsThatAreNone) {
+    EXPECT_EQ(run("--references references --method hmm vqhmm --save kept").status, 0);
+    const fs::path file = place / "kept" / "hmm.model";
+    const std::string good = contents(file);
+    const auto expectBad = [&](const std::string &bytes, const std::string &reason) {
+        std::ofstream(file, std::ios::binary) << bytes;
+        expectRefusal("--load kept --tests tests --method hmm", "kept/hmm.model", reason);
+    };
+    expectBad("", "not a model");
+    expectBad("recog", "not a model");
+    expectBad("A text of somebody's.\n", "not a model");
+    expectBad(contents(place / "references" / "ee.wav"), "not a model");
+    expectBad("recognise-model 2 hmm\n", "another version");
+    expectBad(contents(place / "kept" / "vqhmm.model"), "not a model of the method hmm");
+    for (const std::size_t length : {good.size() - 1, good.size() / 2, std::size_t{30}, std::size_t{22}})
+        expectBad(good.substr(0, length), "damaged or cut short");
+    expectBad(good + "\n", "damaged or cut short");
+    for (const std::size_t at : {std::size_t{40}, good.size() / 3, good.size() - 3}) {
+        std::string bad = good;
+        bad[at] = bad[at] == '1' ? '2' : '1';
+        expectBad(bad, "damaged or cut short");
+    }
+    fs::remove(file);
+    expectRefusal("--load kept --tests tests --method hmm", "kept/hmm.model", "No such file");
+    expectRefusal("--load missing --tests tests", "missing/dtw.model", "No such file");
+    expectRefusal("--load kept --tests tests --method all", "kept/dtw.model", "No such file");
+}
+
+TEST_F(Recognise, RefusesADirectoryThatCannotTakeModels) {
+    std::ofstream(place / "file") << "old";
+    fs::create_directories(place / "kept" / "dtw.model");
+    const std::string arguments = "--references references --tests tests --save ";
+    expectRefusal(arguments + "file", "file", "not a directory");
+    expectRefusal(arguments + "nowhere/kept", "nowhere", "No such file or directory");
+    expectRefusal(arguments + "kept", "kept/dtw.model", "Is a directory");
+    EXPECT_EQ(contents(place / "file"), "old");
+    EXPECT_EQ(run(arguments + "new/").status, 0) << "made when it is missing";
+    EXPECT_TRUE(fs::exists(place / "new" / "dtw.model"));
+}
+
+TEST_F(Recognise, CrossValidates) {
+    fs::create_directory(place / "takes");
+    unsigned seed = 60;
+    for (const auto &[name, word] : vocabulary)
+        for (int take = 0; take < 4; ++take)
+            save(place / "takes" / (name + "_a_" + std::to_string(take) + ".wav"),
+                 speak(word, 0.5 + 0.03 * take, 108 + 6 * take, ++seed));
+    std::ofstream(place / "takes" / "broken_a_1.wav") << "not a sound";
+    for (const std::string method : {"dtw", "hmm", "vqhmm"}) {
+        const Outcome outcome = run("--references takes --cross-validate 2 --method " + method);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(lines(outcome.err), 1u) << outcome.err;
+        for (const char *text : {"accuracy  part 1  10 of 10", "accuracy  part 2  10 of 10",
+                                 "accuracy  total   20 of 20", "skipped   1 file"})
+            EXPECT_NE(outcome.out.find(text), std::string::npos) << method << '\n' << outcome.out;
+        for (const auto &[name, word] : vocabulary) // each take is a test once
+            for (int take = 0; take < 4; ++take) {
+                const std::string file = "takes/" + name + "_a_" + std::to_string(take) + ".wav ";
+                const std::size_t at = outcome.out.find(file);
+                ASSERT_NE(at, std::string::npos) << file;
+                EXPECT_EQ(outcome.out.find(file, at + 1), std::string::npos) << file;
+            }
+    }
+    // The take itself is never among its references: a word of a single take cannot be recognised.
+    save(place / "takes" / "only_a_1.wav", speak(vocabulary.at("ee"), 0.2, 200, 99));
+    const Outcome outcome = run("--references takes --cross-validate 4 --report report.html");
+    EXPECT_NE(outcome.out.find("accuracy  total   20 of 21"), std::string::npos) << outcome.out;
+    EXPECT_NE(contents(place / "report.html").find("part 4"), std::string::npos);
+}
+
+TEST_F(Recognise, ComparesMethods) {
+    const Outcome outcome =
+        run("--references references --tests tests --method all --report report.html --show uwa");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::size_t table = outcome.out.find("\nmethod      total  learning  scoring\n");
+    const std::string html = contents(place / "report.html");
+    for (const std::string &method : methods) {
+        EXPECT_NE(outcome.out.find("method    " + method + "\n"), std::string::npos) << method;
+        EXPECT_NE(outcome.out.find("\n" + method + " ", table), std::string::npos) << outcome.out;
+        EXPECT_NE(html.find("<tr><td>" + method + "</td>"), std::string::npos) << method;
+        const bool hasStates = method.find("hmm") != std::string::npos;
+        EXPECT_EQ(html.find("<h3>" + method + "</h3>") != std::string::npos, hasStates) << method;
+    }
+    EXPECT_NE(html.find("No method missed a test."), std::string::npos);
+    EXPECT_NE(html.find("What each frame of tests/uwa_other_1.wav costs"), std::string::npos);
+    EXPECT_NE(html.find("Model of “uwa”"), std::string::npos);
+    EXPECT_NE(html.find("<path class='way' d='M"), std::string::npos);
+    EXPECT_EQ(html.find("http"), std::string::npos);
+
+    const Outcome twice = run("--references references --tests tests --method vqhmm dtw vqhmm");
+    EXPECT_EQ(lines(twice.out.substr(twice.out.rfind("\n\n") + 2)), 3u) << "a method named twice runs once";
 }
 
 TEST_F(Recognise, FailsWhenTheResultsCannotBeWritten) {
