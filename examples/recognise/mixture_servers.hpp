@@ -24,6 +24,9 @@ constexpr float endMark = 8, endInverse = 10;
 /// The features with the one for the end beside them, and the frame for the end behind them.
 Matrix withEnd(const Matrix &features);
 
+/// Common logarithm of the least weight in floats; in 16 bits it is 1.
+constexpr double leastLogarithm = -30;
+
 /// How mixtures and chains become those of the library, in floats.
 struct FloatKind {
     using Element = float;
@@ -33,7 +36,7 @@ struct FloatKind {
 
     /// Of the common logarithm.
     static float weight(double logarithm) {
-        return static_cast<float>(std::pow(10, std::max(logarithm, -30.0)));
+        return static_cast<float>(std::pow(10, std::max(logarithm, leastLogarithm)));
     }
     static float feature(float value) { return value; }
     static float inverseVariance(float value) { return value; }
@@ -70,14 +73,14 @@ struct FloatKind {
     }
 };
 
-/// The same in 16 bits. Densities have 29 binary places there, nine decades: their 16th root, and that of
-/// every probability, brings what matters into them. Costs are in 2^-8 of a decade.
+/// The same in 16 bits. Densities have 29 binary places there, nine decades: their eighth root, and that of
+/// every probability, brings what matters into them. Costs are in 2^-11 of its decade.
 struct FixedKind {
     using Element = int16_t;
     using Server = QZwGaussMixServer;
     static constexpr Arithmetic arithmetic = Arithmetic::fixed;
     static constexpr int16_t impossible = 32767;
-    static constexpr int rootShift = 4, costScale = -8, weightBits = 14, inverseBits = 8, densityBits = 29;
+    static constexpr int rootShift = 3, costScale = -11, weightBits = 14, inverseBits = 8, densityBits = 29;
 
     static int16_t weight(double logarithm) {
         const double root = std::pow(10, std::ldexp(logarithm, -rootShift));
@@ -155,7 +158,7 @@ public:
     void add(const Mixture &mixture, double largest) {
         const std::vector<double> factors = logFactors(mixture);
         const std::size_t dimension = mixture.means.columns();
-        auto values = std::make_unique<Arrays>(factors.size(), dimension + 1);
+        auto values = std::make_unique<Arrays>(factors.size() + 1, dimension + 1);
         for (std::size_t component = 0; component < factors.size(); ++component) {
             values->weights.push_back(Kind::weight(factors[component] - largest));
             for (std::size_t k = 0; k < dimension; ++k) {
@@ -164,6 +167,9 @@ public:
             }
             values->inverses[component][dimension] = Kind::inverseVariance(endInverse);
         }
+        // The least weight there is, however far a frame lies: no frame becomes impossible by its distance.
+        values->weights.push_back(Kind::weight(leastLogarithm));
+        values->inverses[factors.size()][dimension] = Kind::inverseVariance(endInverse);
         keep(std::move(values));
     }
 
