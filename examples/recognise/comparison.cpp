@@ -28,8 +28,7 @@ std::string methodTable(const std::vector<Evaluation> &evaluations) {
             names.push_back(group.name);
     for (const char *name : {"all tests", "learning", "scoring a test"})
         names.emplace_back(name);
-    std::string html =
-        "<div class='confusions'><table class='wide' id='methods'>" + header(names) + "<tbody>";
+    std::string html = "<table class='wide' id='methods'>" + header(names) + "<tbody>";
     for (const Evaluation &evaluation : evaluations) {
         html += "<tr><td>" + escaped(evaluation.method) + "</td>";
         if (grouped)
@@ -39,7 +38,7 @@ std::string methodTable(const std::vector<Evaluation> &evaluations) {
         html += numberCell(evaluation.loaded ? "loaded" : number(evaluation.learnSeconds, 2) + " s", true);
         html += numberCell(number(evaluation.millisecondsPerTest(), 2) + " ms", true) + "</tr>";
     }
-    return html + "</tbody></table></div>";
+    return html + "</tbody></table>";
 }
 
 // All methods had the same tests in the same order: a bad file is bad for all.
