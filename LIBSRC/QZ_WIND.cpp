@@ -5,6 +5,7 @@
 #include "common/report.hpp"
 #include "common/unaligned.hpp"
 #include "qzk.h"
+#include "simd/extended.hpp"
 #include "simd/kernels.hpp"
 
 #include <cmath>
@@ -148,7 +149,7 @@ bool exactInDouble(float a) {
 }
 
 /// The definition for every coefficient, in extended precision. Truncated values beyond 32 bits store 0.
-void preEmphasizeExtended(std::int16_t *srcDst, float a, std::size_t n) {
+[[gnu::noinline]] void preEmphasizeExtended(std::int16_t *srcDst, float a, std::size_t n) {
     long double previous = elementAt(srcDst, 0);
     for (std::size_t k = 1; k < n; ++k) {
         const long double current = elementAt(srcDst, k);
@@ -160,10 +161,9 @@ void preEmphasizeExtended(std::int16_t *srcDst, float a, std::size_t n) {
 }
 
 void preEmphasizeWrapping(std::int16_t *srcDst, float a, std::size_t n) {
-    if (exactInDouble(a))
-        simd::kernels().cepstrum.preEmphasizeShorts(srcDst, a, n);
-    else
-        preEmphasizeExtended(srcDst, a, n);
+    if (exactInDouble(a)) return simd::kernels().cepstrum.preEmphasizeShorts(srcDst, a, n);
+    const simd::ExtendedPrecision precision;
+    preEmphasizeExtended(srcDst, a, n);
 }
 
 } // namespace

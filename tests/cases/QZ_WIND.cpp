@@ -2,6 +2,7 @@
 #include "common/context.hpp"
 #include "qzk.h"
 #include "support/bits.hpp"
+#include "support/extended_precision.hpp"
 #include "support/failing_heap.hpp"
 #include "support/reports.hpp"
 
@@ -421,12 +422,27 @@ TEST(PreEmphasizeShorts, ValuesBeyond32BitsAre0) {
 }
 
 TEST(PreEmphasizeShorts, IsExtendedPrecision) {
-    volatile long double small = 0x1p-60L;
-    if (1.0L + small == 1.0L) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     EXPECT_EQ((Shorts{1, 9}), wrapping({1, 10}, 0x1p-55f)) << "in double the difference would round to 10";
     EXPECT_EQ((Shorts{1, 10}), wrapping({1, 10}, 0x1p-70f)) << "in extended precision it rounds too";
     EXPECT_EQ((Shorts{-1, 10}), wrapping({-1, 10}, 0x1p-55f));
 }
+
+#if defined(__x86_64__) || defined(__i386__)
+
+TEST(PreEmphasizeShorts, PrecisionThatTheProcessHasChosenDoesNotMatter) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    underControlWords(
+        [] {
+            return wrapping({1, 10}, 0x1p-55f);
+        },
+        [](int control, int after, const Shorts &again) {
+            EXPECT_EQ(control, after);
+            EXPECT_EQ((Shorts{1, 9}), again) << std::hex << control;
+        });
+}
+
+#endif
 
 TEST(PreEmphasizeShorts, ScaleFactorIsSetAndNothingReadForShortLengths) {
     for (const int32_t n : {0, -1, std::numeric_limits<int32_t>::min()}) {
