@@ -42,7 +42,7 @@ size_t bytesOf(size_t type, size_t elements) {
 TEST_P(ConvolveLevels, Unpack) {
     for (size_t type = 0; type < 4; ++type)
         for (const size_t n : lengths())
-            for (const size_t first : {0, 1, 3, 7, 8, 77}) {
+            for (const size_t first : {0u, 1u, 3u, 7u, 8u, 77u}) {
                 // The row ends where the fence begins.
                 const size_t bytes = bytesOf(type, first + n);
                 Fenced memory(bytes);
@@ -60,7 +60,7 @@ TEST_P(ConvolveLevels, Unpack) {
 TEST_P(ConvolveLevels, Pack) {
     for (size_t type = 0; type < 4; ++type)
         for (const size_t n : lengths())
-            for (const size_t first : {0, 1, 3, 7, 8, 77}) {
+            for (const size_t first : {0u, 1u, 3u, 7u, 8u, 77u}) {
                 Fenced memory(n);
                 uint8_t *const values = memory.end() - n;
                 for (size_t i = 0; i < n; ++i)
@@ -169,8 +169,8 @@ TEST_P(ConvolveLevels, LargestSums) {
     for (const int16_t coefficient : {int16_t{INT16_MIN}, int16_t{INT16_MAX}}) {
         std::vector<int16_t> words(257, coefficient);
         words[256] = 0; // 256 * 32768 * 255 is below 2^31
-        for (const size_t n : {5, 40, 200})
-            for (const size_t rows : {1, 257})
+        for (const size_t n : {5u, 40u, 200u})
+            for (const size_t rows : {1u, 257u})
                 ASSERT_NO_FATAL_FAILURE(compareRows<int16_t>(plain.ofWords, level.ofWords, random, 255, n, 0,
                                                              rows, 257 / rows, words));
     }
