@@ -108,6 +108,12 @@ struct Score {
     bool isScored = false;
 };
 
+/// False for servers of another kind, and where tables or mixtures found no memory.
+bool isComplete(const HMMServer &server, std::int32_t kind) {
+    return (server.flavor & (hmmElements | hmmModels)) == kind && server.nStates >= 1 &&
+           ((kind & QZ_HMMDiscrete) != 0 || server.mixtures != nullptr);
+}
+
 /// `Outputs` tells the kind of servers that it belongs to, prepares the call with the first one of them, and
 /// runs a server from the costs of its first frame on.
 template <class Element, class Outputs>
@@ -119,8 +125,7 @@ Score<CostOf<Element>> search(std::int32_t model, std::int32_t nObs, std::int32_
     WorkBuffer<Cost> work;
     Servers servers(model);
     while (const HMMServer *const server = servers.next()) {
-        // Another kind, or one whose tables found no memory.
-        if ((server->flavor & (hmmElements | hmmModels)) != kind || server->nStates < 1) continue;
+        if (!isComplete(*server, kind)) continue;
         if (!outputs.prepare(*server) || !work.provide(server->nStates)) return {};
         const Tables<Element> tables(*server);
         auto paths = work.paths(tables.model.nStates);

@@ -202,6 +202,15 @@ TEST_F(Search, WhatIsNotScored) {
     EXPECT_EQ(noneOfWords, QZwEvalContHMMViterbi(inWords, nullptr, 1, &bestId, 1, &scale));
     EXPECT_EQ(noneOfWords, QZwEvalSemicontHMMViterbi(inWords, nullptr, 1, &bestId, 1, &scale));
     EXPECT_EQ(77, bestId);
+    EXPECT_EQ(3, scale);
+    const float one = 1.0f;
+    QZsGaussMixServer *const servers[] = {mixture(&one)};
+    const Matrix<float> a(1, 1, 0);
+    const std::int32_t continuous = QZsInitContHMMServer(a.rows(), a[0].data(), servers, 1, 1, QZ_HMMCost);
+    EXPECT_EQ(none, score(continuous, {0})) << "another kind";
+    EXPECT_EQ(none, QZsEvalSemicontHMMViterbi(continuous, nullptr, 1, &bestId));
+    EXPECT_EQ(none, QZsEvalContHMMViterbi(continuous, nullptr, 0, &bestId));
+    EXPECT_EQ(77, bestId);
     EXPECT_TRUE(reports.all().empty());
 }
 
@@ -344,19 +353,122 @@ TEST_F(Search, SemicontinuousMembersShareTheFirstCodebook) {
     EXPECT_EQ(2, bestId) << "costs as much as the first";
 }
 
+TEST_F(Search, SemicontinuousMembersUseTheFirstDimension) {
+    // The second member has another dimension and codebook; its weights count for the values that there are.
+    const float one = 1.0f, zero = 0.0f, x[] = {0.0f, 9.0f};
+    QZsGaussMixServer *const first[] = {mixture(&one)}, *const second[] = {mixture(&zero), mixture(&zero)};
+    const Matrix<float> a(1, 1, 0), b = {{0.01f}}, c = {{0.1f, 5}};
+    const std::int32_t cls = QZCreateHMMClass();
+    QZAddHMMToClass(cls, QZsInitSemicontHMMServer(a.rows(), b.rows(), &zero, first, 1, 1, 1, QZ_HMMCost));
+    QZAddHMMToClass(cls, QZsInitSemicontHMMServer(a.rows(), c.rows(), &zero, second, 1, 2, 2, QZ_HMMCost));
+    const float *const observations[] = {x};
+    EXPECT_EQ(1.0f, QZsEvalSemicontHMMViterbi(-cls, observations, 1, &bestId));
+    EXPECT_EQ(2, bestId);
+}
+
+TEST_F(Search, SemicontinuousSumsWrap) {
+    // 2^15 in the low 16 bits is -2^15: twice 2^30 is -2^31, and four times 0.
+    const std::int16_t one = 1, zero = 0;
+    QZwGaussMixServer *const codebook[] = {wordMixture(&one), wordMixture(&one), wordMixture(&one),
+                                           wordMixture(&one), wordMixture(&one)};
+    const std::int16_t *const observations[] = {&zero};
+    const Matrix<std::int16_t> a(1, 1, 0);
+    const auto cost = [&](const Matrix<std::int16_t> &b) {
+        const std::int32_t id =
+            QZwInitSemicontHMMServer(a.rows(), b.rows(), &zero, codebook, 1, 5, 1, QZ_HMMCost, -10);
+        return QZwEvalSemicontHMMViterbi(id, observations, 1, &bestId, 0, &scale);
+    };
+    constexpr std::int16_t low = -32768;
+    EXPECT_EQ(-308, cost({{low, 0, 0, 0, 0}}));
+    EXPECT_EQ(0x1FFFFFFF, cost({{low, low, 0, 0, 0}}));
+    EXPECT_EQ(0, cost({{low, low, low, low, -16384}}));
+}
+
+TEST_F(Search, ScaledScoresOfDensities) {
+    const std::int16_t weight = 8192, value = 1, zero = 0;
+    QZwGaussMixServer *const half[] = {wordMixture(&weight)}, *const codebook[] = {wordMixture(&value)};
+    const Matrix<std::int16_t> a(1, 1, 0), b(1, 1, -8192);
+    const std::int16_t pi = 1000;
+    const std::int32_t continuous = QZwInitContHMMServer(a.rows(), &pi, half, 1, 1, QZ_HMMCost, -10),
+                       shared = QZwInitSemicontHMMServer(a.rows(), b.rows(), &pi, codebook, 1, 1, 1,
+                                                         QZ_HMMCost, -10);
+    const std::int16_t *const observations[] = {&zero};
+    const struct {
+        std::int32_t mode, scale, score, scaleAfterwards;
+    } calls[] = {{1, 3, 163, 3}, {1, -2, 5232, -2}, {0, 3, 1308, 0}, {2, 3, 1308, 0}};
+    for (const auto &call : calls) {
+        scale = call.scale;
+        EXPECT_EQ(call.score, QZwEvalContHMMViterbi(continuous, observations, 1, &bestId, call.mode, &scale));
+        EXPECT_EQ(call.scaleAfterwards, scale);
+        scale = call.scale;
+        EXPECT_EQ(call.score, QZwEvalSemicontHMMViterbi(shared, observations, 1, &bestId, call.mode, &scale));
+        EXPECT_EQ(call.scaleAfterwards, scale);
+    }
+}
+
 TEST_F(Search, MixturesReport) {
     // A negative inverse variance makes a positive exponent, which the tables do not have.
     const float one = 1.0f, zero = 0.0f, minus = -1.0f, x = 1.0f;
     const float *const means[] = {&zero}, *const inverse[] = {&minus};
     mixtures.push_back(QZsInitGaussMixServer(&one, means, nullptr, inverse, nullptr, 1, 1));
-    const Matrix<float> a(1, 1, 0);
-    const std::int32_t id = QZsInitContHMMServer(a.rows(), &zero, mixtures.data(), 1, 1, QZ_HMMCost);
+    const std::int16_t oneWord = 1, zeroWord = 0, minusWord = -1;
+    const std::int16_t *const wordMeans[] = {&zeroWord}, *const wordInverse[] = {&minusWord};
+    wordMixtures.push_back(
+        QZwInitGaussMixServer(&oneWord, wordMeans, nullptr, wordInverse, nullptr, 1, 1, 0));
+    const Report failed = {QZ_StsInternal, "LookupExponential (Macro)",
+                           "Cannot lookup exponential of positive value", "..\\LIBSRC\\QZ_GAUSS", 471};
+    Report failedWord = failed;
+    failedWord.line = 385;
+    const Matrix<float> a(1, 1, 0), b(1, 1, 1);
+    const Matrix<std::int16_t> wordSteps(1, 1, 0), wordWeights(1, 1, 1);
+    const std::int32_t ids[] = {
+        QZsInitContHMMServer(a.rows(), &zero, mixtures.data(), 1, 1, QZ_HMMCost),
+        QZsInitSemicontHMMServer(a.rows(), b.rows(), &zero, mixtures.data(), 1, 1, 1, QZ_HMMCost),
+        QZwInitContHMMServer(wordSteps.rows(), &zeroWord, wordMixtures.data(), 1, 1, QZ_HMMCost, 0),
+        QZwInitSemicontHMMServer(wordSteps.rows(), wordWeights.rows(), &zeroWord, wordMixtures.data(), 1, 1,
+                                 1, QZ_HMMCost, 0)};
     const float *const observations[] = {&x, &x};
-    EXPECT_EQ(none, QZsEvalContHMMViterbi(id, observations, 2, &bestId));
-    EXPECT_EQ(77, bestId);
-    ASSERT_EQ(2u, reports.all().size());
-    EXPECT_EQ("Cannot lookup exponential of positive value", reports.all()[0].message);
+    const std::int16_t *const wordObservations[] = {&oneWord, &oneWord};
+    using Reports = std::vector<Report>;
+
+    EXPECT_EQ(none, QZsEvalContHMMViterbi(ids[0], observations, 2, &bestId));
+    EXPECT_EQ((Reports{failed, failed}), reports.all());
     EXPECT_EQ(QZ_StsInternal, QZGetStatus());
+    reports.clear();
+    EXPECT_EQ(none, QZsEvalSemicontHMMViterbi(ids[1], observations, 2, &bestId));
+    EXPECT_EQ((Reports{failed, failed}), reports.all());
+    EXPECT_EQ(77, bestId);
+    reports.clear();
+    EXPECT_EQ(2 * 0x1FFFFFFF, QZwEvalContHMMViterbi(ids[2], wordObservations, 2, &bestId, 0, &scale));
+    EXPECT_EQ((Reports{failedWord, failedWord}), reports.all());
+    EXPECT_EQ(ids[2], bestId) << "what costs the guard value is scored";
+    reports.clear();
+    EXPECT_EQ(2 * 0x1FFFFFFF, QZwEvalSemicontHMMViterbi(ids[3], wordObservations, 2, &bestId, 0, &scale));
+    EXPECT_EQ((Reports{failedWord, failedWord}), reports.all());
+    EXPECT_EQ(QZ_StsInternal, QZGetStatus());
+}
+
+TEST_F(Search, TablesOfMixturesThatFindNoMemory) {
+    const float one = 1.0f, zero = 0.0f;
+    QZsGaussMixServer *const servers[] = {mixture(&one, 1)};
+    const Matrix<float> a(1, 1, 0);
+    const std::int32_t id = QZsInitContHMMServer(a.rows(), &zero, servers, 1, 1, QZ_HMMCost);
+    const float *const observations[] = {&zero};
+    {
+        const FailingHeap heap(1); // behind the work buffer
+        EXPECT_EQ(none, QZsEvalContHMMViterbi(id, observations, 1, &bestId));
+        EXPECT_EQ(0, heap.live());
+    }
+    EXPECT_EQ((std::vector<Report>{{QZ_StsNoMem, "BuildExpTables",
+                                    "insufficiency of memory for pointer  integralExpTable",
+                                    "..\\LIBSRC\\QZ_GAUSS", 64},
+                                   {QZ_StsBackTrace, "QZsEvalGaussMix", "", "..\\LIBSRC\\QZ_GAUSS", 442}}),
+              reports.all());
+    EXPECT_EQ(QZ_StsNoMem, QZGetStatus());
+    EXPECT_EQ(77, bestId);
+    reports.clear();
+    EXPECT_EQ(0.0f, QZsEvalContHMMViterbi(id, observations, 1, &bestId));
+    EXPECT_EQ(id, bestId);
 }
 
 TEST_F(Search, FailedAllocations) {
@@ -421,6 +533,84 @@ TEST_F(Search, FailedAllocationsOfTheCodebook) {
     EXPECT_EQ(4.0f, QZsEvalSemicontHMMViterbi(id, observations, 2, &bestId));
     EXPECT_EQ(2, heap.requests());
     EXPECT_EQ(0, heap.live());
+}
+
+TEST_F(Search, FailedAllocationsOfWords) {
+    const std::int16_t one = 1, zero = 0;
+    QZwGaussMixServer *const codebook[] = {wordMixture(&one), wordMixture(&one), wordMixture(&one)};
+    const Matrix<std::int16_t> a(9, 9, 0), b(9, 3, 1);
+    const std::vector<std::int16_t> pi(9, 0);
+    const std::int32_t id =
+        QZwInitSemicontHMMServer(a.rows(), b.rows(), pi.data(), codebook, 9, 3, 1, QZ_HMMCost, 0);
+    const std::int16_t *const observations[] = {&zero, &zero};
+    for (int failAt = 0; failAt < 2; ++failAt) {
+        const FailingHeap heap(failAt);
+        EXPECT_EQ(noneOfWords, QZwEvalSemicontHMMViterbi(id, observations, 2, &bestId, 1, &scale));
+        EXPECT_EQ(77, bestId);
+        EXPECT_EQ(3, scale);
+        EXPECT_EQ(0, heap.live());
+    }
+    const FailingHeap heap;
+    EXPECT_EQ(2 * 0x1FFFFFFF, QZwEvalSemicontHMMViterbi(id, observations, 2, &bestId, 0, &scale));
+    std::vector<std::size_t> bytes;
+    for (const auto &event : heap.events())
+        if (event.kind == FailingHeap::Event::allocated) bytes.push_back(event.bytes);
+    EXPECT_EQ((std::vector<std::size_t>{2 * 3 * 2, (8 * 9 + 4) * 4}), bytes);
+    EXPECT_EQ(0, heap.live());
+}
+
+TEST_F(Search, ServersWithoutMixturesAreSkipped) {
+    const float one = 1.0f, zero = 0.0f;
+    const std::int16_t oneWord = 1, zeroWord = 0;
+    QZsGaussMixServer *const servers[] = {mixture(&one)};
+    QZwGaussMixServer *const wordServers[] = {wordMixture(&oneWord)};
+    const Matrix<float> a(1, 1, 0), b(1, 1, 1);
+    const Matrix<std::int16_t> wordSteps(1, 1, 0), wordWeights(1, 1, 1);
+    const auto init = [&](int kind) {
+        switch (kind) {
+        case 0:
+            return QZsInitContHMMServer(a.rows(), &zero, servers, 1, 1, QZ_HMMCost);
+        case 1:
+            return QZsInitSemicontHMMServer(a.rows(), b.rows(), &zero, servers, 1, 1, 1, QZ_HMMCost);
+        case 2:
+            return QZwInitContHMMServer(wordSteps.rows(), &zeroWord, wordServers, 1, 1, QZ_HMMCost, 0);
+        default:
+            return QZwInitSemicontHMMServer(wordSteps.rows(), wordWeights.rows(), &zeroWord, wordServers, 1,
+                                            1, 1, QZ_HMMCost, 0);
+        }
+    };
+    const float *const observations[] = {&zero};
+    const std::int16_t *const wordObservations[] = {&zeroWord};
+    const auto isScored = [&](int kind, std::int32_t model) {
+        switch (kind) {
+        case 0:
+            return QZsEvalContHMMViterbi(model, observations, 1, &bestId) != none;
+        case 1:
+            return QZsEvalSemicontHMMViterbi(model, observations, 1, &bestId) != none;
+        case 2:
+            return QZwEvalContHMMViterbi(model, wordObservations, 1, &bestId, 0, &scale) != noneOfWords;
+        default:
+            return QZwEvalSemicontHMMViterbi(model, wordObservations, 1, &bestId, 0, &scale) != noneOfWords;
+        }
+    };
+    for (int kind = 0; kind < 4; ++kind) {
+        {
+            // Record, transitions, outputs of semicontinuous ones, initial vector; then the mixtures.
+            const FailingHeap heap(kind % 2 == 0 ? 3 : 4);
+            EXPECT_EQ(-1, init(kind));
+        }
+        constexpr std::int32_t broken = 1;
+        EXPECT_EQ(1, hmmServers.count) << "registered all the same";
+        bestId = 77;
+        EXPECT_FALSE(isScored(kind, broken));
+        EXPECT_EQ(77, bestId);
+        const std::int32_t cls = QZCreateHMMClass(), whole = init(kind);
+        EXPECT_EQ(1, QZAddHMMToClass(cls, broken));
+        EXPECT_EQ(1, QZAddHMMToClass(cls, whole));
+        EXPECT_TRUE(isScored(kind, -cls));
+        EXPECT_EQ(whole, bestId);
+        QZHMMFreeAll();
+    }
 }
 
 TEST_F(Search, ServersWithoutTablesAreSkipped) {

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 namespace qzk::test {
@@ -131,6 +132,10 @@ protected:
         if (ties) return static_cast<T>(random.index(3));
         return static_cast<T>(isWord ? random.real(0, 32766) : random.real(0, 100));
     }
+    /// Of one of S codebook entries: floats add up to less than 1, so that no cost is negative.
+    T weight(std::size_t S) {
+        return static_cast<T>(isWord ? random.real(0, 3000) : random.real(0, 1.0 / static_cast<double>(S)));
+    }
     std::vector<T> costs(std::size_t n) {
         std::vector<T> result(n);
         for (T &value : result)
@@ -212,8 +217,10 @@ TYPED_TEST(Paths, ContinuousAndSemicontinuous) {
         for (int round = 0; round < 100; ++round) {
             const std::int32_t kind = std::vector{0, QZ_HMMLeftRight, QZ_HMMBakis}[this->random.index(3)];
             const bool small = round % 2 == 0;
-            const std::size_t n = 1 + this->random.index(small ? 4 : 20), frames = 1 + this->random.index(5),
-                              S = 1 + this->random.index(6), dim = 1 + this->random.index(3);
+            // Now and then more states, and more of a codebook, than are computed at once.
+            const std::size_t most = round % 11 == 0 ? 300 : 20, n = 1 + this->random.index(small ? 4 : most),
+                              S = 1 + this->random.index(round % 13 == 0 ? 300 : 6),
+                              frames = 1 + this->random.index(5), dim = 1 + this->random.index(3);
             this->ties = this->random.index(2) == 0;
             const Matrix<T> a = this->steps(n, kind);
             const std::vector<T> pi = this->costs(n);
@@ -231,8 +238,7 @@ TYPED_TEST(Paths, ContinuousAndSemicontinuous) {
                                                            : this->random.real(-2, 2));
             for (std::size_t j = 0; j < n; ++j)
                 for (T &w : weights[j])
-                    w = static_cast<T>(TestFixture::isWord ? this->random.real(0, 3000)
-                                                           : this->random.real(0, 0.16));
+                    w = this->weight(S);
 
             const auto states = static_cast<std::int32_t>(n), length = static_cast<std::int32_t>(frames);
             const auto continuous =
@@ -264,6 +270,97 @@ TYPED_TEST(Paths, ContinuousAndSemicontinuous) {
             ASSERT_EQ(small ? shared.bestCost() : shared.bestCostByRecurrence(),
                       evaluateSemicontinuous(semicontinuous, observations.rows(), length, &best));
             ASSERT_EQ(semicontinuous, best);
+            QZHMMFreeAll();
+        }
+    }
+}
+
+/// Classes whose members have all sizes and topologies, some of them twice: the last of the best wins.
+TYPED_TEST(Paths, Classes) {
+    using T = TypeParam;
+    using Letter = typename TestFixture::Letter;
+    using Cost = typename TestFixture::Cost;
+    struct Best {
+        Cost cost = std::numeric_limits<Cost>::max();
+        std::int32_t id = 0;
+
+        void see(Cost seen, std::int32_t of) {
+            if (seen <= cost) *this = {seen, of};
+        }
+    };
+    for (const simd::Level level : availableLevels()) {
+        const ScopedLevel scope(level);
+        for (int round = 0; round < 60; ++round) {
+            const std::size_t frames = 1 + this->random.index(4), S = 1 + this->random.index(4), dim = 2;
+            const auto length = static_cast<std::int32_t>(frames), size = static_cast<std::int32_t>(S);
+            this->ties = this->random.index(2) == 0;
+            std::vector<Mixture<T>> mixtures;
+            mixtures.reserve(S);
+            std::vector<typename Mixture<T>::Server *> codebook;
+            for (std::size_t k = 0; k < S; ++k) {
+                mixtures.emplace_back(this->random, dim);
+                codebook.push_back(mixtures.back().server());
+            }
+            Matrix<T> observations(frames, dim);
+            std::vector<std::int32_t> symbols;
+            for (std::size_t t = 0; t < frames; ++t) {
+                symbols.push_back(static_cast<std::int32_t>(this->random.index(S)));
+                for (T &x : observations[t])
+                    x = static_cast<T>(TestFixture::isWord ? this->random.real(-16, 16)
+                                                           : this->random.real(-2, 2));
+            }
+            const std::int32_t classes[] = {QZCreateHMMClass(), QZCreateHMMClass(), QZCreateHMMClass()};
+            Best best[3];
+            for (std::size_t member = 1 + this->random.index(5); member > 0; --member) {
+                const std::int32_t kind = std::vector{0, QZ_HMMLeftRight, QZ_HMMBakis}[this->random.index(3)];
+                const std::size_t n = 1 + this->random.index(4);
+                const Matrix<T> a = this->steps(n, kind);
+                const std::vector<T> pi = this->costs(n);
+                Matrix<T> b(n, S), weights(n, S);
+                std::vector<typename Mixture<T>::Server *> ofStates;
+                for (std::size_t j = 0; j < n; ++j) {
+                    b[j] = this->costs(S);
+                    for (T &w : weights[j])
+                        w = this->weight(S);
+                    ofStates.push_back(codebook[this->random.index(S)]);
+                }
+                const reference::Search<Cost> steps = {this->widened(a), {pi.begin(), pi.end()}, {}};
+                reference::Search<Cost> searches[] = {steps, steps, steps};
+                for (std::size_t t = 0; t < frames; ++t) {
+                    const T *const x = observations[t].data();
+                    std::vector<T> values;
+                    for (const auto *const server : codebook)
+                        values.push_back(static_cast<T>(densityOf(server, x, dim)));
+                    for (auto &search : searches)
+                        search.outputs.emplace_back();
+                    for (std::size_t j = 0; j < n; ++j) {
+                        searches[0].outputs[t].push_back(b[j][static_cast<std::size_t>(symbols[t])]);
+                        searches[1].outputs[t].push_back(costOf(densityOf(ofStates[j], x, dim)));
+                        searches[2].outputs[t].push_back(costOf(weightedSum(weights[j], values)));
+                    }
+                }
+                for (std::size_t copies = 1 + this->random.index(2); copies > 0; --copies) {
+                    const auto states = static_cast<std::int32_t>(n);
+                    const std::int32_t ids[] = {
+                        Letter::discrete(a.rows(), b.rows(), pi.data(), states, size, QZ_HMMCost),
+                        Letter::continuous(a.rows(), pi.data(), ofStates.data(), states, dim, QZ_HMMCost,
+                                           wordScale),
+                        Letter::semicontinuous(a.rows(), weights.rows(), pi.data(), codebook.data(), states,
+                                               size, dim, QZ_HMMCost, wordScale)};
+                    for (std::size_t type = 0; type < 3; ++type) {
+                        ASSERT_EQ(1, QZAddHMMToClass(classes[type], ids[type]));
+                        best[type].see(searches[type].bestCost(), ids[type]);
+                    }
+                }
+            }
+            SCOPED_TRACE(testing::Message() << simd::levelName(level) << ", seed " << seed());
+            std::int32_t id = 0;
+            ASSERT_EQ(best[0].cost, evaluate(-classes[0], symbols.data(), length, &id, Cost()));
+            ASSERT_EQ(best[0].id, id);
+            ASSERT_EQ(best[1].cost, evaluateContinuous(-classes[1], observations.rows(), length, &id));
+            ASSERT_EQ(best[1].id, id);
+            ASSERT_EQ(best[2].cost, evaluateSemicontinuous(-classes[2], observations.rows(), length, &id));
+            ASSERT_EQ(best[2].id, id);
             QZHMMFreeAll();
         }
     }
