@@ -32,6 +32,10 @@
  *
  * The library creates no threads and locks nothing: call it from one thread at a time.
  *
+ * Results are those of the arithmetic that a process starts with: rounding to nearest, denormal numbers kept.
+ * A client that sets MXCSR otherwise (compiling with fast-math does) gets what that asks for. The x87
+ * precision may be anything: what needs extended precision sets it and restores the client's.
+ *
  * Licence: Apache-2.0.
  */
 #ifndef QZK_H
