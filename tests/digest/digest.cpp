@@ -17,6 +17,8 @@ namespace {
 constexpr Family families[] = {
     {"logic", logic},         {"arithmetic", arithmetic}, {"abs_shift", absShift},
     {"reduction", reduction}, {"distance", distance},     {"power2", power2},
+    {"QZ_CNVRT", conversion}, {"QZ_FFT", fourier},        {"QZ_FFTW", fourierOfWords},
+    {"QZ_WIND", windows},     {"QZ_CEPS", cepstrum},      {"QZ_DTW", warping},
 };
 
 constexpr const char *usage = "usage: digest [--level plain|sse2|avx2|avx512] [--exports] [--check FILE]";

@@ -10,9 +10,15 @@ struct Family {
 
 void absShift();
 void arithmetic();
+void cepstrum();
+void conversion();
 void distance();
+void fourier();
+void fourierOfWords();
 void logic();
 void power2();
 void reduction();
+void warping();
+void windows();
 
 } // namespace qzk::digest
