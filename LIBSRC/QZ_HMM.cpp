@@ -259,7 +259,7 @@ void removeMember(HMMClass &cls, HMMClassBlock *block, HMMClassBlock *previous, 
     keepCursor(cls, block, previous, index);
     if (block->count == 0)
         removeBlock(cls, block, previous);
-    else if (block->maxId == id)
+    else if (block->maxId == id && id != HMMClassBlock::unbounded)
         block->maxId = block->members[block->count - 1].id;
 }
 

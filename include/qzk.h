@@ -1853,7 +1853,7 @@ QZK_API double QZsEvalGaussMix(const QZsGaussMixServer *server, const float *x, 
  * @param dim elements of the vector, the means and the covariances
  * @param resultMode scale mode of QZdiConvertDown()
  * @param resultScale scale factor of QZdiConvertDown(); left alone when the evaluation fails
- * @return the converted value, or 0 on failure
+ * @return what QZdiConvertDown() returns, or 0 when the evaluation fails
  */
 QZK_API int32_t QZwEvalGaussMix(const QZwGaussMixServer *server, const int16_t *x, int32_t dim,
                                 int32_t resultMode, int32_t *resultScale);
@@ -1904,8 +1904,9 @@ QZK_API void QZwFreeGaussMixServer(QZwGaussMixServer *server);
  *
  * Without memory for its record the result is -1; without memory for its tables the server exists, and every
  * evaluation skips it. A missing table is reported with #QZ_StsBadArg by "QZSetHMMServerParm" ("change HMM
- * nStates without data"; "change HMM nSymbols without data" for `b` alone). With a negative status, which an
- * earlier failure may have left, the new server is freed again: check QZGetStatus().
+ * nStates without data"; for `b` beside a negative nStates "change HMM nSymbols without data"). With a
+ * negative status, which an earlier failure may have left, the new server is freed again: check
+ * QZGetStatus().
  *
  * @param a nStates row pointers to nStates transitions
  * @param b nStates row pointers to nSymbols outputs: b[j][k] belongs to symbol k in state j
@@ -1924,13 +1925,13 @@ QZK_API int32_t QZwInitHMMServer(const int16_t *const *a, const int16_t *const *
 /**
  * @brief Makes a server of a float model whose states have one Gaussian mixture each.
  *
- * As QZsInitHMMServer(). Without memory for the copy of `mixtures` the result is -1 too, but the server stays
- * registered until QZHMMFreeAll().
+ * As QZsInitHMMServer(). Without memory for the copy of `mixtures`, or when it would have a negative size,
+ * the result is -1 too, but the server stays registered until QZHMMFreeAll().
  *
  * @param a nStates row pointers to nStates transitions
  * @param pi nStates initial values
  * @param mixtures nStates servers of Gaussian mixtures; the array is copied, the servers are not
- * @param nStates number of states
+ * @param nStates number of states; a negative number gives -1
  * @param dim elements of a feature vector
  * @param options #QZ_HMMCost or 0
  * @return the identifier, or -1
@@ -1947,7 +1948,7 @@ QZK_API int32_t QZsInitContHMMServer(const float *const *a, const float *pi,
  * @param a nStates row pointers to nStates transitions
  * @param pi nStates initial values
  * @param mixtures nStates servers of Gaussian mixtures; the array is copied, the servers are not
- * @param nStates number of states
+ * @param nStates number of states; a negative number gives -1
  * @param dim elements of a feature vector
  * @param options #QZ_HMMCost or 0
  * @param scale transitions and initial values are costs times 2^-scale, and so become the costs of the
@@ -1968,7 +1969,7 @@ QZK_API int32_t QZwInitContHMMServer(const int16_t *const *a, const int16_t *pi,
  * @param pi nStates initial values
  * @param codebook nSymbols servers of Gaussian mixtures; the array is copied, the servers are not
  * @param nStates number of states
- * @param nSymbols number of codebook entries
+ * @param nSymbols number of codebook entries; a negative number gives -1
  * @param dim elements of a feature vector
  * @param options #QZ_HMMCost or 0
  * @return the identifier, or -1
@@ -1987,7 +1988,7 @@ QZK_API int32_t QZsInitSemicontHMMServer(const float *const *a, const float *con
  * @param pi nStates initial values
  * @param codebook nSymbols servers of Gaussian mixtures; the array is copied, the servers are not
  * @param nStates number of states
- * @param nSymbols number of codebook entries
+ * @param nSymbols number of codebook entries; a negative number gives -1
  * @param dim elements of a feature vector
  * @param options #QZ_HMMCost or 0
  * @param scale transitions and initial values are costs times 2^-scale, and so become the costs of the

@@ -26,7 +26,7 @@ struct HMMServer {
     std::int32_t unnamed; // always 0
     std::int32_t nStates;
     std::int32_t nSymbols; // discrete: alphabet; semicontinuous: codebook
-    void *transitions;     // blocks of packed words; see PackedWords
+    void *transitions;     // blocks; packedData() tells where their data begin
     void *outputs;
     void *initial;
     HMMServer *next, *prev;

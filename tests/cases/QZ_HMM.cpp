@@ -9,8 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -27,6 +29,51 @@ const Report wrongFlavor = {QZ_StsError, "QZSetHMMServerParm", "wrong HMM flavor
 const Report wrongClass = {QZ_StsBadArg, "QZAddHMMToClass", "wrong class for HMM server", file, 1457};
 using Reports = std::vector<Report>;
 using Ids = std::vector<std::int32_t>;
+
+TEST(Records, HaveTheirFieldsInOrder) {
+    const auto rise = [](const std::vector<std::size_t> &offsets) {
+        return std::is_sorted(offsets.begin(), offsets.end());
+    };
+    EXPECT_TRUE(rise({offsetof(HMMServer, id), offsetof(HMMServer, unnamed), offsetof(HMMServer, nStates),
+                      offsetof(HMMServer, nSymbols), offsetof(HMMServer, transitions),
+                      offsetof(HMMServer, outputs), offsetof(HMMServer, initial), offsetof(HMMServer, next),
+                      offsetof(HMMServer, prev), offsetof(HMMServer, flavor), offsetof(HMMServer, buffer),
+                      offsetof(HMMServer, mixtures), offsetof(HMMServer, dim), offsetof(HMMServer, scale)}));
+    EXPECT_TRUE(rise({offsetof(HMMClass, id), offsetof(HMMClass, unnamed), offsetof(HMMClass, next),
+                      offsetof(HMMClass, prev), offsetof(HMMClass, nServers), offsetof(HMMClass, classFlags),
+                      offsetof(HMMClass, firstBlock), offsetof(HMMClass, cursorBlock),
+                      offsetof(HMMClass, cursorIndex)}));
+    EXPECT_TRUE(
+        rise({offsetof(HMMClassBlock, classId), offsetof(HMMClassBlock, next), offsetof(HMMClassBlock, maxId),
+              offsetof(HMMClassBlock, count), offsetof(HMMClassBlock, members)}));
+    if (sizeof(void *) == 4) {
+        EXPECT_EQ(4u * 9, sizeof(HMMClass));
+        EXPECT_EQ(4u * 132, sizeof(HMMClassBlock));
+    }
+}
+
+TEST(Records, HaveTheirFlags) {
+    EXPECT_EQ(0x1, QZ_HMMCost);
+    EXPECT_EQ(0x10, QZ_HMM16);
+    EXPECT_EQ(0x20, QZ_HMMFloat);
+    EXPECT_EQ(0x1000, QZ_HMMLeftRight);
+    EXPECT_EQ(0x2000, QZ_HMMBakis);
+    EXPECT_EQ(0x200000, QZ_HMMSemicont);
+    EXPECT_EQ(0x400000, QZ_HMMCont);
+    EXPECT_EQ(0x800000, QZ_HMMDiscrete);
+    EXPECT_EQ(0xE000F3, classCompatibility);
+    EXPECT_EQ(0x80000000u, HMMClass::restart);
+    EXPECT_EQ(0x40000000u, HMMClass::exhausted);
+}
+
+TEST(Records, PackedWordsBeginAtEightBytes) {
+    alignas(16) char block[32];
+    for (int start = 0; start < 16; ++start) {
+        const char *const data = packedData<char>(block + start, QZ_HMM16 | QZ_HMMCost);
+        EXPECT_EQ((start + 4 + 7) / 8 * 8, data - block);
+        EXPECT_EQ(block + start, packedData<char>(block + start, QZ_HMMFloat | QZ_HMMCost));
+    }
+}
 
 class Models : public testing::Test {
 protected:
@@ -113,6 +160,18 @@ TEST_F(Models, ClassesTakeTheSmallestFreeIdentifier) {
     EXPECT_EQ((Ids{1, 2, 3, 4, 5}), listed(hmmClasses));
     EXPECT_EQ(0x80000000u, findHMMClass(5)->classFlags);
     EXPECT_EQ(nullptr, findHMMClass(5)->firstBlock);
+}
+
+/// A server of three states: discrete, continuous or semicontinuous. Its costs allow every step; without
+/// #QZ_HMMCost it is a Bakis model.
+template <class T>
+std::int32_t makeKind(int kind, std::int32_t options = 0) {
+    using Letter = HMMLetter<T>;
+    const Matrix<T> m = {{1, 1, 1}, {0, 1, 1}, {0, 0, 1}};
+    typename Letter::Mixture *mixtures[3] = {};
+    if (kind == 0) return Letter::discrete(m.rows(), m.rows(), m[0].data(), 3, 3, options);
+    if (kind == 1) return Letter::continuous(m.rows(), m[0].data(), mixtures, 3, 1, options, 0);
+    return Letter::semicontinuous(m.rows(), m.rows(), m[0].data(), mixtures, 3, 3, 1, options, 0);
 }
 
 /// The packed tables of both letters under one set of names.
@@ -224,6 +283,36 @@ TYPED_TEST(Packing, Bakis) {
     }
 }
 
+TYPED_TEST(Packing, TransitionsTakeTheirWords) {
+    const auto words = [](std::int32_t topology, std::int64_t n) {
+        return packedTransitionBytes<TypeParam>(topology, n) / 4;
+    };
+    const bool filled = this->isWord;
+    EXPECT_EQ(filled ? 2u : 1u, words(0, 1));
+    EXPECT_EQ(filled ? 12u : 9u, words(0, 3));
+    EXPECT_EQ(16u, words(0, 4));
+    EXPECT_EQ(filled ? 4u : 3u, words(QZ_HMMLeftRight, 2));
+    EXPECT_EQ(filled ? 8u : 6u, words(QZ_HMMLeftRight, 3));
+    EXPECT_EQ(filled ? 18u : 15u, words(QZ_HMMLeftRight, 5));
+    EXPECT_EQ(filled ? 12u : 6u, words(QZ_HMMBakis, 3));
+    EXPECT_EQ(filled ? 12u : 9u, words(QZ_HMMBakis, 4));
+}
+
+TYPED_TEST(Packing, RowsOfCostsAreReadInWholeVectors) {
+    using Cost = typename TestFixture::Cost;
+    for (const std::size_t n : {1u, 3u, 16u, 17u}) {
+        const FailingHeap heap;
+        const HMMServer &server = *findHMMServer(this->make(this->transitions(n, 0, this->any), 0, 3));
+        const auto *const last =
+            packedData<const Cost *const>(server.outputs, TestFixture::Letter::flavor)[2];
+        const auto block = std::find_if(heap.events().begin(), heap.events().end(),
+                                        [&](const auto &event) { return event.block == server.outputs; });
+        ASSERT_NE(heap.events().end(), block);
+        EXPECT_LE(reinterpret_cast<const char *>(last + simd::viterbiStride(n)),
+                  static_cast<const char *>(server.outputs) + block->bytes);
+    }
+}
+
 TYPED_TEST(Packing, LanesHoldTheSame) {
     using Cost = typename TestFixture::Cost;
     for (const std::size_t n : {3u, 5u, 16u, 17u, 40u}) {
@@ -298,28 +387,39 @@ TYPED_TEST(Packing, DiscreteOutputsAndInitial) {
 
 TYPED_TEST(Packing, SemicontinuousOutputs) {
     using Letter = HMMLetter<TypeParam>;
-    const Matrix<TypeParam> a(3, 3, 7);
-    const Matrix<TypeParam> b = {{1, 2, 3, 4, 5}, {11, 12, 13, 14, 15}, {21, 22, 23, 24, 25}};
-    std::vector<typename Letter::Mixture *> codebook(5);
-    int tag = 0;
-    for (auto &entry : codebook)
-        entry = reinterpret_cast<typename Letter::Mixture *>(&tag + 1);
-    const auto id = Letter::semicontinuous(a.rows(), b.rows(), a[0].data(), codebook.data(), 3, 5, 13, 1, -9);
-    const HMMServer &server = *findHMMServer(id);
-    EXPECT_EQ(QZ_HMMSemicont | Letter::flavor | QZ_HMMCost, server.flavor);
-    EXPECT_EQ(13, server.dim);
-    EXPECT_EQ(this->isWord ? -9 : 0, server.scale);
-    const auto *const copy = static_cast<typename Letter::Mixture *const *>(server.mixtures);
-    EXPECT_NE(codebook.data(), copy);
-    EXPECT_EQ(codebook, std::vector(copy, copy + 5));
-    const auto *const pointers = packedData<const TypeParam *const>(server.outputs, Letter::flavor);
-    const std::size_t stride = this->isWord ? 8 : 5;
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(reinterpret_cast<const TypeParam *>(pointers + (this->isWord ? 4 : 3)) + i * stride,
-                  pointers[i]);
-        EXPECT_EQ(b[i], std::vector(pointers[i], pointers[i] + 5));
-        for (std::size_t k = 5; k < stride; ++k)
-            EXPECT_EQ(0, pointers[i][k]);
+    for (const std::size_t n : {3u, 4u}) {
+        for (const std::size_t s : {1u, 4u, 5u, 8u}) {
+            const Matrix<TypeParam> a(n, n, 7);
+            Matrix<TypeParam> b(n, s);
+            for (std::size_t i = 0; i < n; ++i)
+                for (std::size_t k = 0; k < s; ++k)
+                    b[i][k] = static_cast<TypeParam>(10 * i + k + 1);
+            std::vector<typename Letter::Mixture *> codebook(s);
+            int tag = 0;
+            for (auto &entry : codebook)
+                entry = reinterpret_cast<typename Letter::Mixture *>(&tag + 1);
+            const auto states = static_cast<std::int32_t>(n), symbols = static_cast<std::int32_t>(s);
+            const auto id = Letter::semicontinuous(a.rows(), b.rows(), a[0].data(), codebook.data(), states,
+                                                   symbols, 13, 1, -9);
+            const HMMServer &server = *findHMMServer(id);
+            EXPECT_EQ(QZ_HMMSemicont | Letter::flavor | QZ_HMMCost, server.flavor);
+            EXPECT_EQ(states, server.nStates);
+            EXPECT_EQ(symbols, server.nSymbols);
+            EXPECT_EQ(13, server.dim);
+            EXPECT_EQ(this->isWord ? -9 : 0, server.scale);
+            const auto *const copy = static_cast<typename Letter::Mixture *const *>(server.mixtures);
+            EXPECT_NE(codebook.data(), copy);
+            EXPECT_EQ(codebook, std::vector(copy, copy + s));
+            const auto *const pointers = packedData<const TypeParam *const>(server.outputs, Letter::flavor);
+            const std::size_t stride = this->isWord ? (s == 1 ? 4 : s == 5 ? 8 : s) : s;
+            for (std::size_t i = 0; i < n; ++i) {
+                EXPECT_EQ(reinterpret_cast<const TypeParam *>(pointers + (this->isWord ? 4 : n)) + i * stride,
+                          pointers[i]);
+                EXPECT_EQ(b[i], std::vector(pointers[i], pointers[i] + s));
+                for (std::size_t k = s; k < stride; ++k)
+                    EXPECT_EQ(0, pointers[i][k]);
+            }
+        }
     }
 }
 
@@ -391,6 +491,13 @@ TEST_F(Models, WhatIsImpossible) {
     for (const float value : {std::numeric_limits<float>::denorm_min(), 1.0f, 1e38f})
         EXPECT_FALSE(floats(value, 0)) << value;
 
+    // By their bits: positive not-a-numbers lie above all numbers, negative ones below.
+    const float notANumber = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_TRUE(floats(notANumber, QZ_HMMCost));
+    EXPECT_FALSE(floats(std::copysign(notANumber, -1.0f), QZ_HMMCost));
+    EXPECT_FALSE(floats(notANumber, 0));
+    EXPECT_TRUE(floats(std::copysign(notANumber, -1.0f), 0));
+
     const auto words = [](std::int16_t value, std::int32_t options) {
         return HMMElement<std::int16_t>::isImpossible(value, options);
     };
@@ -403,9 +510,15 @@ TEST_F(Models, WhatIsImpossible) {
     EXPECT_FALSE(words(32767, 0));
 }
 
-TEST_F(Models, OnlyTheCostOptionIsTaken) {
-    EXPECT_EQ(QZ_HMMDiscrete | QZ_HMMFloat | QZ_HMMCost, findHMMServer(add(-1))->flavor);
-    EXPECT_EQ(QZ_HMMDiscrete | QZ_HMM16, findHMMServer(addWords(0x7FFFFFFE))->flavor);
+TYPED_TEST(Packing, OnlyTheCostOptionIsTaken) {
+    constexpr std::int32_t models[] = {QZ_HMMDiscrete, QZ_HMMCont, QZ_HMMSemicont};
+    for (int kind = 0; kind < 3; ++kind) {
+        const std::int32_t flavor = models[kind] | TestFixture::Letter::flavor;
+        for (const std::int32_t options : {-1, 1, 3})
+            EXPECT_EQ(flavor | QZ_HMMCost, findHMMServer(makeKind<TypeParam>(kind, options))->flavor);
+        for (const std::int32_t options : {0, 2, 0x7FFFFFFE})
+            EXPECT_EQ(flavor | QZ_HMMBakis, findHMMServer(makeKind<TypeParam>(kind, options))->flavor);
+    }
 }
 
 TEST_F(Models, MissingTables) {
@@ -433,9 +546,24 @@ TEST_F(Models, AnEarlierFailureFreesTheNewServer) {
     EXPECT_EQ(1, add());
     EXPECT_EQ(0, hmmServers.count);
     EXPECT_TRUE(reports.all().empty());
-    QZSetStatus(QZ_StsOk);
-    EXPECT_EQ(1, add());
-    EXPECT_EQ(1, hmmServers.count);
+    for (const std::int32_t status : {QZ_StsOk, 7}) {
+        QZSetStatus(status);
+        EXPECT_EQ(1, add());
+        EXPECT_EQ(1, hmmServers.count);
+        QZFreeHMMServer(1);
+    }
+}
+
+TYPED_TEST(Packing, WithoutMemoryForMixturesTheStatusIsNotAsked) {
+    for (int kind = 1; kind < 3; ++kind) {
+        QZSetStatus(QZ_StsNoMem);
+        FailingHeap heap(kind == 1 ? 3 : 4);
+        EXPECT_EQ(-1, makeKind<TypeParam>(kind));
+        EXPECT_EQ(1, hmmServers.count) << "it stays registered";
+        QZHMMFreeAll();
+        EXPECT_EQ(0, heap.live());
+    }
+    EXPECT_TRUE(this->reports.all().empty());
 }
 
 TEST_F(Models, NegativeNumbersOfANewServer) {
@@ -446,6 +574,10 @@ TEST_F(Models, NegativeNumbersOfANewServer) {
     EXPECT_EQ(0, findHMMServer(id)->nSymbols);
     EXPECT_EQ(-1, QZsInitContHMMServer(m.rows(), m[0].data(), nullptr, -1, 2, 0));
     EXPECT_EQ(2, hmmServers.count) << "the second has no room for -1 mixtures";
+    EXPECT_EQ(-1, QZsInitSemicontHMMServer(m.rows(), m.rows(), m[0].data(), nullptr, 2, -1, 2, 0));
+    EXPECT_EQ(3, hmmServers.count);
+    EXPECT_EQ(2, findHMMServer(3)->nStates);
+    EXPECT_EQ(0, findHMMServer(3)->nSymbols);
     EXPECT_TRUE(reports.all().empty());
 }
 
@@ -529,6 +661,140 @@ TEST_F(Models, ChangingParameters) {
     EXPECT_EQ(flavor, server.flavor);
     EXPECT_EQ(2.0f, static_cast<float *>(server.transitions)[15]);
     EXPECT_TRUE(reports.all().empty());
+}
+
+/// Everything that a server has packed: transitions and their lanes, outputs, initial vector.
+template <class T>
+std::vector<CostOf<T>> packedTables(std::int32_t id) {
+    using Letter = HMMLetter<T>;
+    const HMMServer &server = *findHMMServer(id);
+    const std::int32_t topology = server.flavor & hmmTopologies;
+    const auto n = static_cast<std::size_t>(server.nStates), s = static_cast<std::size_t>(server.nSymbols);
+    std::vector<CostOf<T>> all;
+    const auto append = [&](const CostOf<T> *data, std::size_t bytes) {
+        all.insert(all.end(), data, data + bytes / sizeof *data);
+    };
+    append(packedData<CostOf<T>>(server.transitions, Letter::flavor),
+           packedTransitionBytes<T>(topology, server.nStates));
+    append(transitionLanes<T>(server.transitions, topology, server.nStates),
+           laneBytes(topology, server.nStates));
+    const std::size_t row = static_cast<std::size_t>(filledLength<T>(server.nStates)) * sizeof(CostOf<T>);
+    for (std::size_t k = 0; k < s; ++k)
+        append(packedData<const CostOf<T> *>(server.outputs, Letter::flavor)[k], row);
+    append(packedData<CostOf<T>>(server.initial, Letter::flavor), row);
+    EXPECT_LE(n, all.size());
+    return all;
+}
+
+TYPED_TEST(Packing, ChangedServersHoldWhatNewOnesHold) {
+    using Letter = typename TestFixture::Letter;
+    const struct {
+        std::size_t n, nSymbols;
+        bool (*possible)(std::size_t, std::size_t);
+        int replaced; // blocks
+    } changes[] = {{5, 2, this->any, 3},       {5, 2, this->any, 0},   {5, 2, this->bakis, 1},
+                   {5, 2, this->leftRight, 1}, {5, 2, this->any, 1},   {6, 2, this->any, 3},
+                   {6, 3, this->any, 1},       {6, 2, this->bakis, 2}, {4, 2, this->bakis, 3},
+                   {3, 1, this->bakis, 3},     {3, 1, this->any, 1},   {17, 40, this->leftRight, 3}};
+    for (const std::int32_t options : {0, 1}) {
+        const auto id = this->make(this->transitions(3, options, this->bakis), options, 3);
+        for (const auto &change : changes) {
+            SCOPED_TRACE(testing::Message() << change.n << ' ' << change.nSymbols);
+            const auto a = this->transitions(change.n, options, change.possible);
+            Matrix<TypeParam> b(change.n, change.nSymbols);
+            std::vector<TypeParam> pi(change.n);
+            for (std::size_t i = 0; i < change.n; ++i) {
+                for (std::size_t k = 0; k < change.nSymbols; ++k)
+                    b[i][k] = static_cast<TypeParam>(100 * i + k);
+                pi[i] = static_cast<TypeParam>(-static_cast<int>(i) - 1);
+            }
+            {
+                const FailingHeap heap;
+                QZSetHMMServerParm(id, tables(&a, &b, pi.data()), static_cast<std::int32_t>(change.n),
+                                   static_cast<std::int32_t>(change.nSymbols), -1);
+                EXPECT_EQ(change.replaced, heap.requests());
+                EXPECT_EQ(2u * static_cast<std::size_t>(change.replaced), heap.events().size())
+                    << "each after the release of the one before";
+            }
+            const auto fresh = this->make(a, options, change.nSymbols);
+            EXPECT_EQ(findHMMServer(fresh)->flavor, findHMMServer(id)->flavor);
+            EXPECT_EQ(packedTables<TypeParam>(fresh), packedTables<TypeParam>(id));
+            QZFreeHMMServer(fresh);
+        }
+        EXPECT_EQ(Letter::flavor, findHMMServer(id)->flavor & hmmElements);
+    }
+}
+
+TYPED_TEST(Packing, FailedChangesKeepTheNumbers) {
+    const auto a = this->transitions(9, 0, this->leftRight);
+    const Matrix<TypeParam> b(9, 4, 3);
+    for (int failAt = 0; failAt < 3; ++failAt) {
+        const auto id = this->make(this->transitions(4, 0, this->any), 0);
+        const HMMServer before = *findHMMServer(id);
+        {
+            const FailingHeap heap(failAt);
+            QZSetHMMServerParm(id, tables(&a, &b, b[0].data()), 9, 4, -1);
+            EXPECT_EQ(failAt + 1, heap.requests());
+        }
+        const HMMServer &after = *findHMMServer(id);
+        EXPECT_EQ(before.nStates, after.nStates);
+        EXPECT_EQ(before.nSymbols, after.nSymbols);
+        EXPECT_EQ(before.flavor, after.flavor);
+        EXPECT_EQ(failAt == 0, after.transitions == nullptr);
+        EXPECT_EQ(failAt == 1, after.outputs == nullptr);
+        EXPECT_EQ(failAt == 2, after.initial == nullptr);
+        if (failAt == 0) {
+            EXPECT_EQ(before.outputs, after.outputs);
+        }
+        if (failAt < 2) {
+            EXPECT_EQ(before.initial, after.initial);
+        }
+    }
+    EXPECT_TRUE(this->reports.all().empty());
+}
+
+TEST_F(Models, ChangingTheKind) {
+    const std::int32_t id = add();
+    const HMMServer &server = *findHMMServer(id);
+    const Matrix<std::int16_t> words = {{1, 2}, {3, 4}}, others = {{5, 6}, {7, 8}};
+    QZSetHMMServerParm(id, tables(&words, &words, words[0].data()), 2, 2, QZ_HMM16 | QZ_HMMDiscrete);
+    EXPECT_EQ(QZ_HMM16 | QZ_HMMDiscrete, server.flavor);
+    EXPECT_EQ((std::vector<std::int32_t>{2, 4, 1, 3, 1, 3, 2, 4, 1, 2}), [&] {
+        auto all = packedTables<std::int16_t>(id);
+        all.erase(all.begin() + 4, all.end() - 6); // the lanes
+        return all;
+    }());
+    QZSetHMMServerParm(id, tables<std::int16_t>(&others, nullptr, nullptr), -1, -1, -1);
+    EXPECT_EQ(QZ_HMM16 | QZ_HMMDiscrete, server.flavor) << "kept";
+    EXPECT_EQ(6, packedTables<std::int16_t>(id)[0]);
+
+    // The same numbers in another layout.
+    QZSetHMMServerParm(id, tables<std::int16_t>(nullptr, &others, nullptr), -1, -1,
+                       QZ_HMM16 | QZ_HMMSemicont);
+    EXPECT_EQ(QZ_HMM16 | QZ_HMMSemicont, server.flavor);
+    const auto *const rows = packedData<const std::int16_t *>(server.outputs, QZ_HMM16);
+    EXPECT_EQ((std::vector<std::int16_t>{5, 6, 0, 0, 7, 8, 0, 0}), std::vector(rows[0], rows[0] + 8));
+
+    // A continuous model has no outputs to pack.
+    const void *const outputs = server.outputs;
+    QZSetHMMServerParm(id, tables<std::int16_t>(nullptr, &words, nullptr), -1, -1, QZ_HMM16 | QZ_HMMCont);
+    EXPECT_EQ(QZ_HMM16 | QZ_HMMCont, server.flavor);
+    EXPECT_EQ(outputs, server.outputs);
+    EXPECT_EQ(5, rows[0][0]);
+    EXPECT_TRUE(reports.all().empty());
+}
+
+TYPED_TEST(Packing, MatricesBeyondAllMemory) {
+    // Two rows settle the topology; then their number alone makes the request impossible.
+    const Matrix<TypeParam> a(2, 4, 1);
+    const std::int32_t most = std::numeric_limits<std::int32_t>::max();
+    FailingHeap heap;
+    const auto id = TestFixture::Letter::discrete(a.rows(), a.rows(), a[0].data(), most, 1, 0);
+    EXPECT_EQ(1, id);
+    EXPECT_EQ(1, heap.requests()) << "of the record alone";
+    EXPECT_EQ(nullptr, findHMMServer(id)->transitions);
+    EXPECT_EQ(0, findHMMServer(id)->nStates);
+    EXPECT_TRUE(this->reports.all().empty());
 }
 
 TEST_F(Models, RefusedChanges) {
@@ -650,6 +916,7 @@ protected:
             if (block->next == nullptr) {
                 EXPECT_EQ(0x1FFFFFFF, block->maxId);
             } else {
+                EXPECT_EQ(ids.back(), block->maxId);
                 EXPECT_LT(block->maxId, block->next->members[0].id);
             }
             total += block->count;
@@ -694,8 +961,22 @@ TEST_F(Chains, SplitsInTheMiddle) {
     EXPECT_EQ((std::vector<Ids>{range(1, 32), range(33, 65)}), blocks());
 }
 
-TEST_F(Chains, EmptiedBlocksLeaveTheChain) {
+TEST_F(Chains, SplitsBetweenDistantIdentifiers) {
     fill(130);
+    for (std::int32_t id = 2; id <= 128; id += 2)
+        EXPECT_EQ(1, QZAddHMMToClass(cls, id));
+    join(65, 65); // just behind the lower half, which ends with 64
+    ASSERT_EQ(2u, blocks().size());
+    EXPECT_EQ(64, findHMMClass(cls)->firstBlock->maxId);
+    EXPECT_EQ(65, blocks()[1].front());
+    join(63, 63);
+    EXPECT_EQ(33u, blocks()[0].size());
+}
+
+TEST_F(Chains, EmptiedBlocksLeaveTheChain) {
+    const FailingHeap heap;
+    fill(130);
+    const int withoutBlocks = heap.live();
     join(1, 130);
     ASSERT_EQ(4u, blocks().size());
     // The last block; the one before it takes over the open end.
@@ -714,6 +995,8 @@ TEST_F(Chains, EmptiedBlocksLeaveTheChain) {
         EXPECT_EQ(1, QZRemoveHMMFromClass(cls, id));
     EXPECT_EQ(std::vector<Ids>{}, blocks());
     EXPECT_EQ(nullptr, findHMMClass(cls)->cursorBlock);
+    EXPECT_EQ(0, findHMMClass(cls)->cursorIndex);
+    EXPECT_EQ(withoutBlocks, heap.live());
     join(5, 5);
     EXPECT_EQ((Ids{5}), members(cls));
 }
@@ -734,6 +1017,35 @@ TEST_F(Chains, NewClassesBeginWithTheFirstMember) {
     EXPECT_EQ(3, next());
     EXPECT_EQ(0, next());
     EXPECT_EQ(0, next());
+}
+
+TEST_F(Chains, NewClassesBeginWithTheFirstMemberWhereverItCameFrom) {
+    fill(70);
+    for (std::int32_t id = 70; id > 0; --id)
+        EXPECT_EQ(1, QZAddHMMToClass(cls, id));
+    ASSERT_EQ(2u, blocks().size());
+    for (std::int32_t id = 1; id <= 70; ++id)
+        ASSERT_EQ(id, next());
+    EXPECT_EQ(0, next());
+}
+
+TEST_F(Chains, TheCursorFollowsAMemberThatMovesToANewBlock) {
+    for (const std::int32_t current : {32, 33, 34}) {
+        fill(70);
+        join(1, 64);
+        EXPECT_EQ(1, rewindHMMClass(cls));
+        for (std::int32_t id = 1; id <= current; ++id)
+            ASSERT_EQ(id, next());
+        join(65, 65);
+        const HMMClass &record = *findHMMClass(cls);
+        EXPECT_EQ(current == 32 ? record.firstBlock : record.firstBlock->next, record.cursorBlock);
+        EXPECT_EQ(current == 32 ? 31 : current - 33, record.cursorIndex);
+        for (std::int32_t id = current + 1; id <= 65; ++id)
+            ASSERT_EQ(id, next());
+        EXPECT_EQ(0, next());
+        for (std::int32_t id = 1; id <= 70; ++id)
+            QZFreeHMMServer(id);
+    }
 }
 
 TEST_F(Chains, TheCursorKeepsItsPlace) {
@@ -785,18 +1097,49 @@ TEST_F(Chains, TheCursorCrossesAndFollowsBlocks) {
         ASSERT_EQ(id, next());
     QZRemoveHMMFromClass(cls, 34); // first of its block: back to the end of the one before
     EXPECT_EQ(findHMMClass(cls)->firstBlock, findHMMClass(cls)->cursorBlock);
+    EXPECT_EQ(32, findHMMClass(cls)->cursorIndex) << "its last member, 33";
     EXPECT_EQ(35, next());
 }
 
-/// Makes one server of each kind with a heap that fails at `failAt`, and returns its identifier.
-template <class T>
-std::int32_t makeKind(int kind) {
-    using Letter = HMMLetter<T>;
-    const Matrix<T> m(3, 3, 1);
-    typename Letter::Mixture *mixtures[3] = {};
-    if (kind == 0) return Letter::discrete(m.rows(), m.rows(), m[0].data(), 3, 3, 0);
-    if (kind == 1) return Letter::continuous(m.rows(), m[0].data(), mixtures, 3, 1, 0, 0);
-    return Letter::semicontinuous(m.rows(), m.rows(), m[0].data(), mixtures, 3, 3, 1, 0, 0);
+TEST_F(Chains, IdentifiersFromTheOpenEndOn) {
+    // Nothing but the order of the list keeps servers from such identifiers.
+    fill(3);
+    constexpr std::int32_t beyond = HMMClassBlock::unbounded + 1;
+    findHMMServer(3)->id = beyond;
+    findHMMServer(2)->id = HMMClassBlock::unbounded;
+    join(1, 1);
+    join(beyond, beyond);
+    const HMMClassBlock &block = *findHMMClass(cls)->firstBlock;
+    EXPECT_EQ(beyond, block.maxId);
+    EXPECT_EQ((Ids{1, beyond}), members(cls));
+    EXPECT_EQ(1, QZRemoveHMMFromClass(cls, beyond));
+    EXPECT_EQ(1, block.maxId);
+    join(HMMClassBlock::unbounded, HMMClassBlock::unbounded);
+    EXPECT_EQ(HMMClassBlock::unbounded, block.maxId);
+    EXPECT_EQ(1, QZRemoveHMMFromClass(cls, HMMClassBlock::unbounded));
+    EXPECT_EQ(HMMClassBlock::unbounded, block.maxId) << "the chain stays open";
+    EXPECT_EQ((Ids{1}), members(cls));
+}
+
+TEST_F(Chains, ServersWithoutTablesHaveNoKind) {
+    {
+        const FailingHeap heap(1);
+        EXPECT_EQ(1, add());
+    }
+    join(1, 1);
+    EXPECT_EQ(HMMClass::restart, findHMMClass(cls)->classFlags);
+    EXPECT_EQ(2, addWords());
+    join(2, 2);
+    EXPECT_EQ(HMMClass::restart | QZ_HMM16 | QZ_HMMDiscrete, findHMMClass(cls)->classFlags);
+    EXPECT_EQ(3, add());
+    {
+        const FailingHeap heap(1);
+        EXPECT_EQ(4, add());
+    }
+    EXPECT_EQ(-1, QZAddHMMToClass(cls, 3));
+    EXPECT_EQ(-1, QZAddHMMToClass(cls, 4));
+    EXPECT_EQ((Reports{wrongClass, wrongClass}), reports.all());
+    EXPECT_EQ((Ids{1, 2}), members(cls));
 }
 
 TYPED_TEST(Packing, EveryFailedAllocationOfAServer) {

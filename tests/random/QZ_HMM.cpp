@@ -35,9 +35,7 @@ protected:
                 ASSERT_EQ(findHMMServer(ids.back()), block->members[i].server);
                 ASSERT_LE(ids.back(), block->maxId);
             }
-            if (block->next == nullptr) {
-                ASSERT_EQ(HMMClassBlock::unbounded, block->maxId);
-            }
+            ASSERT_EQ(block->next == nullptr ? HMMClassBlock::unbounded : ids.back(), block->maxId);
         }
         ASSERT_EQ(std::vector<std::int32_t>(members.begin(), members.end()), ids) << "seed " << seed();
         ASSERT_EQ(static_cast<std::int32_t>(ids.size()), findHMMClass(cls)->nServers);
