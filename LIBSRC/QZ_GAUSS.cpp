@@ -116,6 +116,17 @@ constexpr std::size_t atLeastZero(std::int32_t count) {
 double scaleOf(const QZsGaussMixServer &) { return 1.0; }
 double scaleOf(const QZwGaussMixServer &server) { return QZPower2(server.scale); }
 
+template <class T, class Server>
+simd::Mixture<T> mixtureOf(const Server &server, const simd::ExponentialTables &tables) {
+    return {server.weights,
+            server.means,
+            server.InverseCov,
+            server.InverseCovD,
+            atLeastZero(server.nMix),
+            scaleOf(server),
+            server.useExpTables != 0 ? &tables : nullptr};
+}
+
 /// As many servers at once as need no tables that are still to be built. False if one had no value.
 template <class T, class Server>
 bool evaluateServers(const Server *const *servers, std::int32_t count, const T *x, std::int32_t dim,
@@ -133,14 +144,8 @@ bool evaluateServers(const Server *const *servers, std::int32_t count, const T *
         simd::Mixture<T> mixtures[atOnce];
         std::int32_t n = 0;
         do {
-            const Server &server = *servers[first + n];
-            mixtures[n++] = {server.weights,
-                             server.means,
-                             server.InverseCov,
-                             server.InverseCovD,
-                             atLeastZero(server.nMix),
-                             scaleOf(server),
-                             server.useExpTables != 0 ? &tables : nullptr};
+            mixtures[n] = mixtureOf<T>(*servers[first + n], tables);
+            ++n;
         } while (n < atOnce && n < count - first && !needsTables(*servers[first + n]));
         const auto done = static_cast<std::int32_t>(
             kernels.evaluate(mixtures, atLeastZero(n), x, atLeastZero(dim), values + first));
@@ -155,6 +160,14 @@ bool evaluateServers(const Server *const *servers, std::int32_t count, const T *
     return complete;
 }
 
+template <class T, class Server>
+void boundServer(const Server &server, const double *columns, std::int32_t count, std::int32_t dim,
+                 double *lower, double *upper) {
+    const simd::MixtureKernelsOf<T> &kernels = simd::kernels().mixture;
+    const simd::ExponentialTables unused{};
+    kernels.bound(mixtureOf<T>(server, unused), columns, atLeastZero(count), atLeastZero(dim), lower, upper);
+}
+
 } // namespace
 
 bool evaluateMixtures(const QZsGaussMixServer *const *servers, std::int32_t count, const float *x,
@@ -165,6 +178,16 @@ bool evaluateMixtures(const QZsGaussMixServer *const *servers, std::int32_t coun
 bool evaluateMixtures(const QZwGaussMixServer *const *servers, std::int32_t count, const std::int16_t *x,
                       std::int32_t dim, double *values) {
     return evaluateServers(servers, count, x, dim, values);
+}
+
+void boundMixture(const QZsGaussMixServer &server, const double *columns, std::int32_t count,
+                  std::int32_t dim, double *lower, double *upper) {
+    boundServer<float>(server, columns, count, dim, lower, upper);
+}
+
+void boundMixture(const QZwGaussMixServer &server, const double *columns, std::int32_t count,
+                  std::int32_t dim, double *lower, double *upper) {
+    boundServer<std::int16_t>(server, columns, count, dim, lower, upper);
 }
 
 } // namespace qzk

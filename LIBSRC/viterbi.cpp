@@ -4,12 +4,14 @@
 #include "common/memory.hpp"
 #include "common/mixture.hpp"
 #include "common/scale.hpp"
+#include "common/unaligned.hpp"
 #include "qzk.h"
 #include "simd/kernels.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 #include <utility>
@@ -56,25 +58,27 @@ struct Tables {
     }
 };
 
-/// Path costs, and one row of output costs, of the members of a class one after the other.
-template <class Cost>
+/// Path costs, and rows of output costs, of the members of a class one after the other.
+template <class Cost, std::int32_t rowCount>
 class WorkBuffer {
 public:
     /// Makes room for n states, which the buffer may have already; false without memory.
     bool provide(std::int64_t n) {
         n = std::max(n, std::int64_t{8});
         if (n <= capacity_) return true;
+        const auto stride = static_cast<std::int64_t>(simd::viterbiStride(static_cast<std::size_t>(n)));
         buffer_ = Buffer<Cost>();
-        buffer_ = Buffer<Cost>(8 * n + (std::is_integral_v<Cost> ? 4 : 0));
+        buffer_ = Buffer<Cost>(8 * n + (std::is_integral_v<Cost> ? 4 : 0) + (rowCount - 1) * stride);
         capacity_ = buffer_ ? n : 0;
         return static_cast<bool>(buffer_);
     }
 
     simd::ViterbiPaths<Cost> paths(std::size_t n) const { return {vector(0, n), vector(1, n)}; }
-    Cost *row(std::size_t n) const { return vector(2, n); }
+    Cost *rows(std::size_t n) const { return vector(2, n); }
 
 private:
-    /// Three vectors and their alignment fit into eight times the states, as these are eight at least.
+    /// The first three vectors and their alignment fit into eight times the states, as these are eight at
+    /// least.
     Cost *vector(std::size_t k, std::size_t n) const {
         return alignUp(buffer_.get(), simd::viterbiAlignment) + k * simd::viterbiStride(n);
     }
@@ -122,14 +126,14 @@ Score<CostOf<Element>> search(std::int32_t model, std::int32_t nObs, std::int32_
     constexpr std::int32_t kind = HMMElement<Element>::flavor | Outputs::model;
     Score<Cost> best;
     if (nObs <= 0) return best;
-    WorkBuffer<Cost> work;
+    WorkBuffer<Cost, Outputs::rows> work;
     Servers servers(model);
     while (const HMMServer *const server = servers.next()) {
         if (!isComplete(*server, kind)) continue;
         if (!outputs.prepare(*server) || !work.provide(server->nStates)) return {};
         const Tables<Element> tables(*server);
         auto paths = work.paths(tables.model.nStates);
-        outputs.run(*server, tables, paths, work.row(tables.model.nStates));
+        outputs.run(*server, tables, paths, work.rows(tables.model.nStates));
         const Cost cost = *std::min_element(paths.now, paths.now + tables.n, simd::isLess<Cost>);
         best.isScored = true;
         if (cost <= best.cost) {
@@ -151,7 +155,7 @@ void start(const Tables<Element> &tables, const CostOf<Element> *output, CostOf<
 template <class Element>
 struct DiscreteOutputs {
     using Cost = CostOf<Element>;
-    static constexpr std::int32_t model = QZ_HMMDiscrete;
+    static constexpr std::int32_t model = QZ_HMMDiscrete, rows = 1;
 
     const std::int32_t *symbols;
     std::int32_t nObs;
@@ -166,49 +170,69 @@ struct DiscreteOutputs {
     }
 };
 
-/// Runs the frames whose costs costsOf(t) computes, one row at a time.
-template <class Element, class CostsOf>
-void runRows(const Tables<Element> &tables, simd::ViterbiPaths<CostOf<Element>> &paths, CostOf<Element> *row,
-             std::int32_t nObs, CostsOf costsOf) {
-    const CostOf<Element> *const rows[] = {row};
-    std::fill(row + tables.n, row + simd::viterbiStride(tables.model.nStates), CostOf<Element>{});
-    constexpr std::int32_t first = 0;
-    costsOf(0);
-    start(tables, row, paths.now);
-    for (std::int32_t t = 1; t < nObs; ++t) {
-        costsOf(t);
-        recurrences<CostOf<Element>>().advance(tables.model, paths, rows, &first, 1);
+/// Observations whose elements lie side by side, so that a mixture is evaluated at all of them at once.
+template <class Element>
+class TurnedVectors {
+public:
+    static constexpr auto most = static_cast<std::int32_t>(simd::turnedVectors);
+
+    void turn(const Element *const *vectors, std::int32_t count, std::int32_t dim) {
+        vectors_ = vectors;
+        count_ = count;
+        dim_ = dim;
+        if (dim > static_cast<std::int32_t>(simd::mostTurned)) return;
+        if (count < most) std::fill_n(columns_, most * std::max(dim, 0), 0.0);
+        for (std::int32_t i = 0; i < count; ++i)
+            for (std::int32_t c = 0; c < dim; ++c)
+                columns_[c * most + i] = elementAt(vectors[i], static_cast<std::size_t>(c));
     }
+
+    /// stored[i] = what put(density) makes of the mixture's value at vector i, where put(values, stored,
+    /// count) never falls, or never rises, with the values: where it gives the same for both of their bounds,
+    /// that is it.
+    template <class Stored, class Put>
+    void evaluate(const MixtureOf<Element> *mixture, Stored *stored, Put put) const {
+        double lower[most], upper[most];
+        Stored ofUpper[most];
+        boundMixture(*mixture, columns_, count_, dim_, lower, upper);
+        put(lower, stored, count_);
+        put(upper, ofUpper, count_);
+        for (std::int32_t i = 0; i < count_; ++i) {
+            const bool bounded = upper[i] - lower[i] < infinity<double>;
+            if (bounded && std::memcmp(stored + i, ofUpper + i, sizeof *stored) == 0) continue;
+            double value;
+            evaluateMixtures(&mixture, 1, vectors_[i], dim_, &value);
+            put(&value, stored + i, 1);
+        }
+    }
+
+private:
+    const Element *const *vectors_;
+    std::int32_t count_, dim_;
+    alignas(simd::viterbiAlignment) double columns_[simd::turnedVectors * simd::mostTurned];
+};
+
+/// How many vectors these mixtures are evaluated at before the next one is. Tables may make them report,
+/// which they do vector by vector.
+template <class Mixture>
+std::int32_t vectorsAtOnce(Mixture *const *mixtures, std::int32_t count) {
+    const bool anyTables = std::any_of(mixtures, mixtures + count,
+                                       [](const Mixture *mixture) { return mixture->useExpTables != 0; });
+    return anyTables ? 1 : static_cast<std::int32_t>(simd::turnedVectors);
 }
 
-/// Work in pieces of this many states or codebook entries, which the stack holds.
-constexpr std::int32_t piece = 128;
-
-template <class Work>
-void inPieces(std::int32_t count, Work work) {
-    for (std::int32_t i = 0; i < count; i += piece)
-        work(i, std::min(piece, count - i));
-}
-
-void densitiesOf(QZsGaussMixServer *const *mixtures, std::int32_t count, const float *x, std::int32_t dim,
-                 double *densities) {
-    evaluateMixtures(mixtures, count, x, dim, densities);
+void putCosts(const double *densities, float *costs, std::int32_t count) {
+    simd::kernels().viterbi.floatCosts(densities, costs, static_cast<std::size_t>(count));
 }
 
 /// As 32-bit integers with 29 fractional bits.
-void densitiesOf(QZwGaussMixServer *const *mixtures, std::int32_t count, const std::int16_t *x,
-                 std::int32_t dim, std::int32_t *densities) {
-    double values[piece];
-    evaluateMixtures(mixtures, count, x, dim, values);
-    simd::kernels().convert.doubleToInt.wrap(values, densities, static_cast<std::size_t>(count),
+void putFixed(const double *densities, std::int32_t *fixed, std::int32_t count) {
+    simd::kernels().convert.doubleToInt.wrap(densities, fixed, static_cast<std::size_t>(count),
                                              multiplierOf(densityScale));
 }
 
-template <class Element>
-using Density = std::conditional_t<std::is_same_v<Element, float>, double, std::int32_t>;
-
 void costsOf(const HMMServer &, const double *densities, std::int32_t count, float *costs) {
-    simd::kernels().viterbi.floatCosts(densities, costs, static_cast<std::size_t>(count));
+    putCosts(densities, costs, count);
 }
 
 void costsOf(const HMMServer &server, const std::int32_t *densities, std::int32_t count,
@@ -217,28 +241,96 @@ void costsOf(const HMMServer &server, const std::int32_t *densities, std::int32_
                                       multiplierOf(server.scale));
 }
 
+void costsAt(const HMMServer &, const TurnedVectors<float> &vectors, const QZsGaussMixServer *mixture,
+             std::int32_t, float *costs) {
+    vectors.evaluate(mixture, costs, putCosts);
+}
+
+void costsAt(const HMMServer &server, const TurnedVectors<std::int16_t> &vectors,
+             const QZwGaussMixServer *mixture, std::int32_t count, std::int32_t *costs) {
+    std::int32_t fixed[TurnedVectors<std::int16_t>::most];
+    vectors.evaluate(mixture, fixed, putFixed);
+    costsOf(server, fixed, count, costs);
+}
+
+/// Runs the frames, of whose costs computeRows(t, count) computes `count` rows at a time.
+template <std::int32_t mostRows, class Element, class ComputeRows>
+void runRows(const Tables<Element> &tables, simd::ViterbiPaths<CostOf<Element>> &paths,
+             CostOf<Element> *costs, std::int32_t nObs, std::int32_t atOnce, ComputeRows computeRows) {
+    using Cost = CostOf<Element>;
+    const std::size_t stride = simd::viterbiStride(tables.model.nStates);
+    const Cost *rows[mostRows];
+    std::int32_t symbols[mostRows];
+    for (std::int32_t i = 0; i < mostRows; ++i) {
+        rows[i] = costs + static_cast<std::size_t>(i) * stride;
+        symbols[i] = i;
+    }
+    std::fill_n(costs, mostRows * stride, Cost{});
+    for (std::int32_t t = 0; t < nObs; t += atOnce) {
+        const std::int32_t count = std::min(atOnce, nObs - t), started = t == 0 ? 1 : 0;
+        computeRows(t, count);
+        if (started != 0) start(tables, rows[0], paths.now);
+        recurrences<Cost>().advance(tables.model, paths, rows, symbols + started,
+                                    static_cast<std::size_t>(count - started));
+    }
+}
+
 /// One mixture per state.
 template <class Element>
 struct ContinuousOutputs {
     using Cost = CostOf<Element>;
-    static constexpr std::int32_t model = QZ_HMMCont;
+    static constexpr std::int32_t model = QZ_HMMCont, rows = TurnedVectors<Element>::most;
 
     const Element *const *observations;
     std::int32_t nObs;
 
     bool prepare(const HMMServer &) { return true; }
     void run(const HMMServer &server, const Tables<Element> &tables, simd::ViterbiPaths<Cost> &paths,
-             Cost *row) const {
+             Cost *costs) const {
         auto *const *const mixtures = static_cast<MixtureOf<Element> *const *>(server.mixtures);
-        runRows(tables, paths, row, nObs, [&](std::int32_t t) {
-            inPieces(tables.n, [&](std::int32_t j, std::int32_t count) {
-                Density<Element> densities[piece];
-                densitiesOf(mixtures + j, count, observations[t], server.dim, densities);
-                costsOf(server, densities, count, row + j);
-            });
-        });
+        const auto stride = static_cast<std::ptrdiff_t>(simd::viterbiStride(tables.model.nStates));
+        TurnedVectors<Element> vectors;
+        runRows<rows>(tables, paths, costs, nObs, vectorsAtOnce(mixtures, tables.n),
+                      [&](std::int32_t t, std::int32_t count) {
+                          vectors.turn(observations + t, count, server.dim);
+                          for (std::int32_t j = 0; j < tables.n; ++j) {
+                              Cost ofState[rows];
+                              costsAt(server, vectors, mixtures[j], count, ofState);
+                              for (std::int32_t i = 0; i < count; ++i)
+                                  costs[i * stride + j] = ofState[i];
+                          }
+                      });
     }
 };
+
+/// Work in pieces of this many states, which the stack holds.
+constexpr std::int32_t piece = 128;
+
+template <class Work>
+void inPieces(std::int32_t count, Work work) {
+    for (std::int32_t i = 0; i < count; i += piece)
+        work(i, std::min(piece, count - i));
+}
+
+template <class Element>
+using Density = std::conditional_t<std::is_same_v<Element, float>, double, std::int32_t>;
+
+/// A codebook has the densities rounded to float, or the low 16 bits of them.
+void valuesAt(const TurnedVectors<float> &vectors, const QZsGaussMixServer *mixture, std::int32_t,
+              float *values) {
+    vectors.evaluate(mixture, values, [](const double *densities, float *stored, std::int32_t count) {
+        std::transform(densities, densities + count, stored,
+                       [](double density) { return static_cast<float>(density); });
+    });
+}
+
+void valuesAt(const TurnedVectors<std::int16_t> &vectors, const QZwGaussMixServer *mixture,
+              std::int32_t count, std::int16_t *values) {
+    std::int32_t fixed[TurnedVectors<std::int16_t>::most];
+    vectors.evaluate(mixture, fixed, putFixed);
+    std::transform(fixed, fixed + count, values,
+                   [](std::int32_t density) { return static_cast<std::int16_t>(density); });
+}
 
 double weighted(const float *weights, const float *values, std::int32_t count) {
     return QZsDotP(weights, values, count);
@@ -253,7 +345,7 @@ std::int32_t weighted(const std::int16_t *weights, const std::int16_t *values, s
 template <class Element>
 struct SemicontinuousOutputs {
     using Cost = CostOf<Element>;
-    static constexpr std::int32_t model = QZ_HMMSemicont;
+    static constexpr std::int32_t model = QZ_HMMSemicont, rows = 1;
 
     const Element *const *observations;
     std::int32_t nObs;
@@ -266,14 +358,17 @@ struct SemicontinuousOutputs {
         values = Buffer<Element>(std::int64_t{nObs} * size);
         if (!values) return false;
         auto *const *const codebook = static_cast<MixtureOf<Element> *const *>(server.mixtures);
-        for (std::int32_t t = 0; t < nObs; ++t) {
-            inPieces(size, [&](std::int32_t k, std::int32_t count) {
-                Density<Element> densities[piece];
-                densitiesOf(codebook + k, count, observations[t], server.dim, densities);
-                // Rounded to float, or the low 16 bits.
-                std::transform(densities, densities + count, valuesAt(t) + k,
-                               [](Density<Element> density) { return static_cast<Element>(density); });
-            });
+        const std::int32_t atOnce = vectorsAtOnce(codebook, size);
+        TurnedVectors<Element> vectors;
+        for (std::int32_t t = 0; t < nObs; t += atOnce) {
+            const std::int32_t count = std::min(atOnce, nObs - t);
+            vectors.turn(observations + t, count, server.dim);
+            for (std::int32_t k = 0; k < size; ++k) {
+                Element ofMixture[TurnedVectors<Element>::most];
+                valuesAt(vectors, codebook[k], count, ofMixture);
+                for (std::int32_t i = 0; i < count; ++i)
+                    frameValues(t + i)[k] = ofMixture[i];
+            }
         }
         return true;
     }
@@ -282,17 +377,17 @@ struct SemicontinuousOutputs {
              Cost *row) const {
         const auto *const weights = packedData<const Element *const>(server.outputs, server.flavor);
         const std::int32_t shared = std::min(size, server.nSymbols);
-        runRows(tables, paths, row, nObs, [&](std::int32_t t) {
+        runRows<rows>(tables, paths, row, nObs, 1, [&](std::int32_t t, std::int32_t) {
             inPieces(tables.n, [&](std::int32_t j, std::int32_t count) {
                 Density<Element> densities[piece];
                 std::transform(weights + j, weights + j + count, densities,
-                               [&](const Element *state) { return weighted(state, valuesAt(t), shared); });
+                               [&](const Element *state) { return weighted(state, frameValues(t), shared); });
                 costsOf(server, densities, count, row + j);
             });
         });
     }
 
-    Element *valuesAt(std::int32_t t) const { return values.get() + std::ptrdiff_t{t} * size; }
+    Element *frameValues(std::int32_t t) const { return values.get() + std::ptrdiff_t{t} * size; }
 };
 
 std::int32_t scaled(const Score<std::int32_t> &score, std::int32_t scoreMode, std::int32_t *scoreScale) {

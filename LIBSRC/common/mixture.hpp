@@ -44,4 +44,11 @@ bool evaluateMixtures(const QZsGaussMixServer *const *servers, std::int32_t coun
 bool evaluateMixtures(const QZwGaussMixServer *const *servers, std::int32_t count, const std::int16_t *x,
                       std::int32_t dim, double *values);
 
+/// Bounds of the values at `count` vectors, side by side as simd::MixtureKernelsOf wants them; minus infinity
+/// and infinity where none are known, as with servers that look exponentials up.
+void boundMixture(const QZsGaussMixServer &server, const double *columns, std::int32_t count,
+                  std::int32_t dim, double *lower, double *upper);
+void boundMixture(const QZwGaussMixServer &server, const double *columns, std::int32_t count,
+                  std::int32_t dim, double *lower, double *upper);
+
 } // namespace qzk

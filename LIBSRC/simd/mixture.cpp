@@ -1,6 +1,7 @@
 #include "simd/mixture.hpp"
 #include "common/unaligned.hpp"
 #include "simd/extended.hpp"
+#include "simd/mixture_bounds.hpp"
 #include "simd/vec.hpp"
 
 // Exponents in doubles with a bound of their error, those that matter to the last bit in extended precision
@@ -24,21 +25,6 @@ constexpr size_t mostDimensions = 512; // of floats and of full matrices
 constexpr double unit = 0x1p-53;
 
 QZK_INLINE double magnitude(double value) { return value < 0.0 ? -value : value; }
-
-QZK_INLINE Doubles widened(const float *from) { return loadWidened(from); }
-
-QZK_INLINE Doubles widened(const int16_t *from) {
-#if QZK_SIMD_LEVEL == 1
-    std::int32_t two;
-    __builtin_memcpy(&two, from, sizeof two);
-    const __m128i words = _mm_cvtsi32_si128(two);
-    return (Doubles)_mm_cvtepi32_pd(_mm_srai_epi32(_mm_unpacklo_epi16(words, words), 16));
-#elif QZK_SIMD_LEVEL == 2
-    return (Doubles)_mm256_cvtepi32_pd(_mm_cvtepi16_epi32(_mm_loadl_epi64((const __m128i *)from)));
-#else
-    return (Doubles)_mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(_mm_loadu_si128((const __m128i *)from)));
-#endif
-}
 
 /// Calls use(i, mask) for vectors that cover dim elements, dim being a vector's length at least. The last one
 /// ends with them; the mask keeps what no other vector has.
@@ -110,20 +96,10 @@ QZK_INLINE Form diagonalForm(const T *x, const T *mean, const T *diagonal, size_
     Sums sums;
     forVectors(
         dim, [&](size_t i, Vec<int64_t> mask) __attribute__((always_inline)) {
-            const Doubles d = widened(x + i) - widened(mean + i);
-            sums.add(widened(diagonal + i) * (d * d), mask);
+            const Doubles d = loadWidened(x + i) - loadWidened(mean + i);
+            sums.add(loadWidened(diagonal + i) * (d * d), mask);
         });
     return sums.form();
-}
-
-QZK_INLINE bool anySign(Vec<int64_t> v) {
-#if QZK_SIMD_LEVEL == 1
-    return _mm_movemask_pd((__m128d)v) != 0;
-#elif QZK_SIMD_LEVEL == 2
-    return _mm256_movemask_pd((__m256d)v) != 0;
-#else
-    return _mm512_movepi64_mask((__m512i)v) != 0;
-#endif
 }
 
 /// The same from the elements of x as doubles. As a rule no inverse variance is negative, and the sum of the
@@ -135,7 +111,8 @@ QZK_INLINE Form diagonalForm(const double *wide, const float *x, const float *me
     Vec<int64_t> signs = {};
     forVectors(
         dim, [&](size_t i, Vec<int64_t> mask) __attribute__((always_inline)) {
-            const Doubles d = load(wide + i) - widened(mean + i), term = widened(diagonal + i) * (d * d);
+            const Doubles d = load(wide + i) - loadWidened(mean + i),
+                          term = loadWidened(diagonal + i) * (d * d);
             sum += (Doubles)((Vec<int64_t>)term & mask);
             signs |= (Vec<int64_t>)term;
         });
@@ -214,7 +191,7 @@ QZK_INLINE Form fullForm(const T *x, const T *mean, const T *const *rows, size_t
         Sums sums;
         forVectors(
             dim, [&](size_t i, Vec<int64_t> mask)
-                     __attribute__((always_inline)) { sums.add(load(d + i) * widened(row + i), mask); });
+                     __attribute__((always_inline)) { sums.add(load(d + i) * loadWidened(row + i), mask); });
         sum += splat(d[r]) * sums.sum;
         sizes += splat(magnitude(d[r])) * sums.sizes;
     }
@@ -498,6 +475,8 @@ size_t evaluate(const Mixture<T> *mixtures, size_t count, const T *x, size_t dim
 
 } // namespace
 
-void QZK_LEVEL::install(MixtureKernels &kernels) { kernels = {{evaluate<float>}, {evaluate<int16_t>}}; }
+void QZK_LEVEL::install(MixtureKernels &kernels) {
+    kernels = {{evaluate<float>, bound<float>}, {evaluate<int16_t>, bound<int16_t>}};
+}
 
 } // namespace qzk::simd

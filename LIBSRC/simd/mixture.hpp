@@ -6,6 +6,10 @@
 
 namespace qzk::simd {
 
+/// Vectors whose elements lie side by side, and how many elements they may have.
+constexpr std::size_t turnedVectors = 32;
+constexpr std::size_t mostTurned = 128;
+
 /// e^-i for i < 100 and e^(-i / 1000) for i < 1000.
 struct ExponentialTables {
     const float *integral;
@@ -36,6 +40,11 @@ struct MixtureKernelsOf {
     /// looked up, and returns how many there are before it.
     std::size_t (*evaluate)(const Mixture<T> *mixtures, std::size_t count, const T *x, std::size_t dim,
                             double *values);
+    /// lower[i] <= value <= upper[i] at each of up to turnedVectors vectors. Element c of vector i is
+    /// columns[c * turnedVectors + i]; what is there behind the last vector does not matter. Minus infinity
+    /// and infinity where no bounds are known, as with more than mostTurned elements.
+    void (*bound)(const Mixture<T> &mixture, const double *columns, std::size_t vectors, std::size_t dim,
+                  double *lower, double *upper);
 };
 
 struct MixtureKernels : MixtureKernelsOf<float>, MixtureKernelsOf<std::int16_t> {};

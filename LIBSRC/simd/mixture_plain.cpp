@@ -77,6 +77,14 @@ template <class T>
     return i;
 }
 
+template <class T>
+void bound(const Mixture<T> &, const double *, size_t vectors, size_t, double *lower, double *upper) {
+    for (size_t i = 0; i < vectors; ++i) {
+        lower[i] = -HUGE_VAL;
+        upper[i] = HUGE_VAL;
+    }
+}
+
 /// The 64 bits of a value in two doubles.
 void split(Extended value, double &hi, double &lo) {
     hi = static_cast<double>(value);
@@ -112,6 +120,8 @@ void plain::scaleForms(const double *forms, size_t n, double scale, double *hi, 
         split(-0.5L * forms[m] * scale, hi[m], lo[m]);
 }
 
-void plain::install(MixtureKernels &kernels) { kernels = {{plain::evaluate}, {plain::evaluate}}; }
+void plain::install(MixtureKernels &kernels) {
+    kernels = {{plain::evaluate, bound<float>}, {plain::evaluate, bound<int16_t>}};
+}
 
 } // namespace qzk::simd

@@ -76,6 +76,20 @@ QZK_INLINE Vec<double> loadWidened(const float *from) {
 #endif
 }
 
+/// The same of words.
+QZK_INLINE Vec<double> loadWidened(const std::int16_t *from) {
+#if QZK_SIMD_LEVEL == 1
+    std::int32_t two;
+    __builtin_memcpy(&two, from, sizeof two);
+    const __m128i words = _mm_cvtsi32_si128(two);
+    return (Vec<double>)_mm_cvtepi32_pd(_mm_srai_epi32(_mm_unpacklo_epi16(words, words), 16));
+#elif QZK_SIMD_LEVEL == 2
+    return (Vec<double>)_mm256_cvtepi32_pd(_mm_cvtepi16_epi32(_mm_loadl_epi64((const __m128i *)from)));
+#else
+    return (Vec<double>)_mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(_mm_loadu_si128((const __m128i *)from)));
+#endif
+}
+
 /// The lanes rounded to float.
 QZK_INLINE void storeNarrowed(float *to, Vec<double> v) {
 #if QZK_SIMD_LEVEL == 1

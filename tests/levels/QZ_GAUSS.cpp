@@ -8,7 +8,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cfloat>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -156,6 +159,132 @@ TEST_P(MixtureLevels, LeaveFewMixturesToTheDefinition) {
     expectFewDefinitions<float>(true);
     expectFewDefinitions<int16_t>(false);
     expectFewDefinitions<int16_t>(true);
+}
+
+const auto &kernelsFor(const simd::MixtureKernelsOf<float> &kernels, float) { return kernels; }
+const auto &kernelsFor(const simd::MixtureKernelsOf<int16_t> &kernels, int16_t) { return kernels; }
+
+/// The record that the kernels take.
+template <class T>
+simd::Mixture<T> mixtureOf(const Server<T> &server, double scale) {
+    const auto &record = *server.get();
+    return {record.weights,
+            record.means,
+            record.InverseCov,
+            record.InverseCovD,
+            static_cast<std::size_t>(record.nMix),
+            scale,
+            nullptr};
+}
+
+/// Whether the value has bounds; they hold it.
+struct Bounded {
+    std::size_t values = 0, known = 0, narrow = 0;
+};
+
+/// Bounds at `count` vectors, the first of which is that of the case.
+template <class T>
+void expectBounds(simd::Level level, Random &random, Kind kind, const MixtureCase<T> &made, std::size_t count,
+                  Bounded &bounded) {
+    const std::size_t dim = made.x.size(), most = simd::turnedVectors;
+    std::vector<std::vector<T>> vectors = {made.x};
+    while (vectors.size() < count) {
+        vectors.push_back(made.x);
+        for (T &x : vectors.back())
+            if (random.index(2) == 0) x = randomVector(random, kind, false, 1, T{})[0];
+    }
+    const double unused = std::numeric_limits<double>::quiet_NaN();
+    std::vector<double> columns(dim * most, unused), lower(most, unused), upper(most, unused), values(count);
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t c = 0; c < dim; ++c)
+            columns[c * most + i] = vectors[i][c];
+
+    const Server<T> server(made.model, false, made.scale);
+    const double scale = std::is_same_v<T, float> ? 1.0 : QZPower2(made.scale);
+    const simd::Mixture<T> mixture = mixtureOf(server, scale);
+    kernelsFor(simd::kernelsOf(level).mixture, T{})
+        .bound(mixture, columns.data(), count, dim, lower.data(), upper.data());
+    for (std::size_t i = 0; i < count; ++i) {
+        double value = 0.0;
+        simd::plain::evaluate(&mixture, 1, vectors[i].data(), dim, &value);
+        const bool known = std::isfinite(lower[i]) && std::isfinite(upper[i]);
+        const bool none = !(lower[i] >= -DBL_MAX) && !(upper[i] <= DBL_MAX);
+        ASSERT_TRUE(known ? lower[i] <= value && value <= upper[i] : none)
+            << std::hexfloat << lower[i] << ' ' << value << ' ' << upper[i] << ", kind "
+            << static_cast<int>(kind) << ", " << made.model.weights.size() << " components of " << dim
+            << ", seed " << seed();
+        ++bounded.values;
+        bounded.known += known;
+        bounded.narrow += upper[i] - lower[i] <= 0x1p-36 * value;
+    }
+    for (std::size_t i = count; i < most; ++i)
+        ASSERT_TRUE(std::isnan(lower[i]) && std::isnan(upper[i]));
+}
+
+template <class T>
+void compareBounds(simd::Level level, bool full) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    Random random;
+    Bounded usual;
+    for (const std::size_t dim : {0u, 1u, 2u, 7u, 8u, 9u, 13u, 17u, 39u, 64u, 127u, 128u, 129u}) {
+        if (full && dim > 64 && dim < 128) continue;
+        for (const Kind kind : kinds)
+            for (const std::size_t count : {1u, 8u, 9u, 15u, 32u}) {
+                const std::size_t components = full ? 1 + random.index(2) : random.index(6);
+                const auto made = randomMixture<T>(random, kind, full && components > 0, components, dim);
+                Bounded bounded;
+                expectBounds(level, random, kind, made, count, bounded);
+                if (testing::Test::HasFatalFailure()) return;
+                if (dim > simd::mostTurned) {
+                    ASSERT_EQ(0u, bounded.known);
+                }
+                const bool isUsual = kind == Kind::clusters || kind == Kind::flat;
+                if (!isUsual || full || dim > simd::mostTurned) continue;
+                usual.values += bounded.values;
+                usual.narrow += bounded.narrow;
+            }
+    }
+    for (const std::size_t components : {255u, 256u, 257u}) {
+        Bounded bounded;
+        const auto made = randomMixture<T>(random, Kind::clusters, false, components, 3);
+        expectBounds(level, random, Kind::clusters, made, 3, bounded);
+        if (level != simd::Level::plain) {
+            EXPECT_EQ(components > 256 ? 0u : 3u, bounded.known);
+        }
+    }
+    if (level == simd::Level::plain || full) return;
+    EXPECT_LT(0.9 * static_cast<double>(usual.values), static_cast<double>(usual.narrow))
+        << "seed " << seed();
+}
+
+TEST_P(MixtureLevels, BoundsOfDiagonalFloats) { compareBounds<float>(GetParam(), false); }
+TEST_P(MixtureLevels, BoundsOfDiagonalWords) { compareBounds<int16_t>(GetParam(), false); }
+TEST_P(MixtureLevels, BoundsOfFullFloats) { compareBounds<float>(GetParam(), true); }
+TEST_P(MixtureLevels, BoundsOfFullWords) { compareBounds<int16_t>(GetParam(), true); }
+
+// Around the exponents where exponentials leave the range of doubles, with weights of every magnitude.
+TEST_P(MixtureLevels, BoundsAtTheEndOfTheRange) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    Random random;
+    Bounded bounded;
+    for (int round = 0; round < 3000; ++round) {
+        MixtureCase<float> made;
+        const auto weight = [&] {
+            const auto exponent = static_cast<int>(random.integer(-149, 127));
+            return random.index(9) == 0 ? 0.0f : std::ldexp(1.0f, exponent);
+        };
+        const auto inverse = [&] { return static_cast<float>(random.real(1300.0, 2200.0)); };
+        made.model = {{weight(), weight(), weight()}, {{0}, {0}, {0}}, {}, {}};
+        made.model.diagonals = {{inverse()}, {inverse()}, {inverse()}};
+        if (round % 3 == 0) made.model.diagonals[0][0] = 1.0f;
+        if (round % 50 == 0) made.model.diagonals[1][0] = std::numeric_limits<float>::infinity();
+        made.x = {1.0f};
+        expectBounds(GetParam(), random, Kind::flat, made, 1, bounded);
+        ASSERT_FALSE(testing::Test::HasFatalFailure());
+    }
+    if (GetParam() != simd::Level::plain) {
+        EXPECT_LT(1000u, bounded.known);
+    }
 }
 
 TEST_P(MixtureLevels, OperandsOfAnyAddress) {

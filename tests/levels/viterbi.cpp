@@ -1,11 +1,14 @@
 // The recurrences and output costs of every level against the definition, bit for bit.
+#include "reference/viterbi.hpp"
 #include "common/hmm_layout.hpp"
 #include "simd/kernels.hpp"
 #include "support/bits.hpp"
 #include "support/guarded.hpp"
 #include "support/hmm.hpp"
 #include "support/levels.hpp"
+#include "support/mixtures.hpp"
 #include "support/random.hpp"
+#include "support/reports.hpp"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +18,47 @@
 #include <cstdint>
 #include <limits>
 #include <vector>
+
+// The linker sends the calls that evaluate a mixture as it is defined here.
+extern "C" {
+bool __real__ZN3qzk16evaluateMixturesEPKPK17QZsGaussMixServeriPKfiPd(const QZsGaussMixServer *const *servers,
+                                                                     std::int32_t count, const float *x,
+                                                                     std::int32_t dim, double *values);
+bool __wrap__ZN3qzk16evaluateMixturesEPKPK17QZsGaussMixServeriPKfiPd(const QZsGaussMixServer *const *servers,
+                                                                     std::int32_t count, const float *x,
+                                                                     std::int32_t dim, double *values);
+bool __real__ZN3qzk16evaluateMixturesEPKPK17QZwGaussMixServeriPKsiPd(const QZwGaussMixServer *const *servers,
+                                                                     std::int32_t count,
+                                                                     const std::int16_t *x, std::int32_t dim,
+                                                                     double *values);
+bool __wrap__ZN3qzk16evaluateMixturesEPKPK17QZwGaussMixServeriPKsiPd(const QZwGaussMixServer *const *servers,
+                                                                     std::int32_t count,
+                                                                     const std::int16_t *x, std::int32_t dim,
+                                                                     double *values);
+}
+
+namespace qzk::test {
+namespace {
+
+int definitionsOfMixtures = 0;
+
+} // namespace
+} // namespace qzk::test
+
+bool __wrap__ZN3qzk16evaluateMixturesEPKPK17QZsGaussMixServeriPKfiPd(const QZsGaussMixServer *const *servers,
+                                                                     std::int32_t count, const float *x,
+                                                                     std::int32_t dim, double *values) {
+    qzk::test::definitionsOfMixtures += count;
+    return __real__ZN3qzk16evaluateMixturesEPKPK17QZsGaussMixServeriPKfiPd(servers, count, x, dim, values);
+}
+
+bool __wrap__ZN3qzk16evaluateMixturesEPKPK17QZwGaussMixServeriPKsiPd(const QZwGaussMixServer *const *servers,
+                                                                     std::int32_t count,
+                                                                     const std::int16_t *x, std::int32_t dim,
+                                                                     double *values) {
+    qzk::test::definitionsOfMixtures += count;
+    return __real__ZN3qzk16evaluateMixturesEPKPK17QZwGaussMixServeriPKsiPd(servers, count, x, dim, values);
+}
 
 namespace qzk::test {
 namespace {
@@ -239,6 +283,165 @@ TEST_P(ViterbiLevels, CostsOfWordDensities) {
     std::vector<std::int32_t> costs(7);
     kernels.wordCosts(exact, costs.data(), 7, 1024.0);
     EXPECT_EQ((std::vector<std::int32_t>{0, 8939, 0x1FFFFFFF, 0x1FFFFFFF, 0x1FFFFFFF, -616, 5867}), costs);
+}
+
+/// What a search gives, and how many mixtures it evaluated by the definition.
+template <class T>
+struct Searched {
+    CostOf<T> cost;
+    std::int32_t best = 0;
+    int definitions;
+};
+
+enum class Outputs { continuous, semicontinuous };
+
+float evaluate(Outputs outputs, std::int32_t id, const float *const *x, std::int32_t n, std::int32_t *best) {
+    return outputs == Outputs::continuous ? QZsEvalContHMMViterbi(id, x, n, best)
+                                          : QZsEvalSemicontHMMViterbi(id, x, n, best);
+}
+std::int32_t evaluate(Outputs outputs, std::int32_t id, const std::int16_t *const *x, std::int32_t n,
+                      std::int32_t *best) {
+    std::int32_t scale = 0;
+    return outputs == Outputs::continuous ? QZwEvalContHMMViterbi(id, x, n, best, QZ_ScaleWrap, &scale)
+                                          : QZwEvalSemicontHMMViterbi(id, x, n, best, QZ_ScaleWrap, &scale);
+}
+
+/// States whose steps cost nothing, each with a mixture of its own, or with one weight of each of them.
+template <class T>
+class DensityModel {
+public:
+    explicit DensityModel(const std::vector<Server<T>> &mixtures, std::int32_t dim, T weight = 1) {
+        using Letter = HMMLetter<T>;
+        const auto n = static_cast<std::int32_t>(mixtures.size());
+        std::vector<typename Letter::Mixture *> servers;
+        for (const auto &mixture : mixtures)
+            servers.push_back(mixture.get());
+        const Matrix<T> a(mixtures.size(), mixtures.size(), 0), b(mixtures.size(), mixtures.size(), weight);
+        const std::vector<T> pi(mixtures.size(), 0);
+        continuous_ = Letter::continuous(a.rows(), pi.data(), servers.data(), n, dim, QZ_HMMCost, -10);
+        semicontinuous_ =
+            Letter::semicontinuous(a.rows(), b.rows(), pi.data(), servers.data(), n, n, dim, QZ_HMMCost, -10);
+    }
+    ~DensityModel() { QZHMMFreeAll(); }
+    DensityModel(const DensityModel &) = delete;
+    DensityModel &operator=(const DensityModel &) = delete;
+
+    Searched<T> search(simd::Level level, Outputs outputs, const Matrix<T> &x) const {
+        const ScopedLevel scope(level);
+        const int before = definitionsOfMixtures;
+        Searched<T> result;
+        const std::int32_t id = outputs == Outputs::continuous ? continuous_ : semicontinuous_;
+        result.cost = evaluate(outputs, id, x.rows(), static_cast<std::int32_t>(x.size()), &result.best);
+        result.definitions = definitionsOfMixtures - before;
+        return result;
+    }
+
+private:
+    std::int32_t continuous_, semicontinuous_;
+};
+
+template <class T>
+void compareDensities(simd::Level level) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    Random random;
+    for (const Kind kind : kinds)
+        for (const bool full : {false, true})
+            for (const bool tables : {false, true})
+                for (const std::size_t frames : {1u, 2u, 8u, 31u, 32u, 33u, 70u}) {
+                    const std::size_t dim = random.index(20) == 0 ? 128 + random.index(2) : random.index(20);
+                    const std::size_t states = frames == 1 ? 1 : 1 + random.index(3);
+                    std::vector<MixtureCase<T>> made;
+                    for (std::size_t j = 0; j < states; ++j)
+                        made.push_back(randomMixture<T>(random, kind, full, 1 + random.index(4), dim));
+                    std::vector<Server<T>> servers;
+                    for (const auto &one : made)
+                        servers.emplace_back(one.model, tables, one.scale);
+                    Matrix<T> x(frames, dim);
+                    for (std::size_t t = 0; t < frames; ++t) {
+                        x[t] = made[t % states].x;
+                        if (dim > 0 && t >= states)
+                            x[t][random.index(dim)] = randomVector(random, kind, false, 1, T{})[0];
+                    }
+                    const DensityModel<T> model(servers, static_cast<std::int32_t>(dim));
+                    for (const Outputs outputs : {Outputs::continuous, Outputs::semicontinuous}) {
+                        QZSetStatus(QZ_StsOk);
+                        const Searched<T> expected = model.search(simd::Level::plain, outputs, x);
+                        QZSetStatus(QZ_StsOk);
+                        const Searched<T> actual = model.search(level, outputs, x);
+                        ASSERT_TRUE(sameBits(expected.cost, actual.cost) && expected.best == actual.best)
+                            << expected.cost << ' ' << actual.cost << ", kind " << static_cast<int>(kind)
+                            << ", frames " << frames << ", dim " << dim << ", seed " << seed();
+                    }
+                }
+}
+
+TEST_P(ViterbiLevels, DensitiesOfFloats) {
+    const RecordedReports reports;
+    compareDensities<float>(GetParam());
+}
+TEST_P(ViterbiLevels, DensitiesOfWords) {
+    const RecordedReports reports;
+    compareDensities<std::int16_t>(GetParam());
+}
+
+template <class T>
+void expectFewDefinitions(simd::Level level) {
+    if (level == simd::Level::plain) GTEST_SKIP() << "this is the definition";
+    Random random;
+    constexpr int frames = 100;
+    int definitions = 0, mixtures = 0;
+    for (int round = 0; round < 50; ++round) {
+        const Kind kind = round % 2 == 0 ? Kind::clusters : Kind::flat;
+        const auto made = randomMixture<T>(random, kind, round % 5 == 0, 3, 13);
+        Matrix<T> x(frames, 13);
+        for (std::size_t t = 0; t < frames; ++t)
+            x[t] = randomVector(random, kind, false, 13, T{});
+        std::vector<Server<T>> servers;
+        servers.emplace_back(made.model, false, made.scale);
+        const DensityModel<T> model(servers, 13);
+        definitions += model.search(level, Outputs::continuous, x).definitions;
+        definitions += model.search(level, Outputs::semicontinuous, x).definitions;
+        mixtures += 2 * frames;
+    }
+    EXPECT_GT(mixtures / 500, definitions) << "seed " << seed();
+}
+
+TEST_P(ViterbiLevels, LeaveFewFloatDensitiesToTheDefinition) { expectFewDefinitions<float>(GetParam()); }
+TEST_P(ViterbiLevels, LeaveFewWordDensitiesToTheDefinition) {
+    expectFewDefinitions<std::int16_t>(GetParam());
+}
+
+/// The value of one mixture at its mean is the sum of its weights; one frame.
+template <class T>
+Searched<T> atTheMean(simd::Level level, Outputs outputs, const std::vector<T> &weights) {
+    Model<T> model = {weights, {}, {}, {}};
+    model.means.assign(weights.size(), {0});
+    model.diagonals.assign(weights.size(), {1});
+    std::vector<Server<T>> servers;
+    servers.emplace_back(model);
+    return DensityModel<T>(servers, 1).search(level, outputs, {{0}});
+}
+
+TEST_P(ViterbiLevels, DensitiesAtRoundingBoundariesAreLeftToTheDefinition) {
+    // Next to 1 the logarithm has more bits than the density; the first one's is 0.
+    for (const float last : {0.0f, -0x1p-24f, 0x1p-23f}) {
+        const auto searched = atTheMean<float>(GetParam(), Outputs::continuous, {1.0f + last});
+        EXPECT_EQ(qzk::reference::outputCost(1.0 + static_cast<double>(last)), searched.cost);
+        EXPECT_EQ(1, searched.definitions);
+    }
+    // The middle between two floats, of which a codebook has the even one.
+    for (const bool up : {false, true}) {
+        const std::vector<float> weights = {up ? 0x1.000002p-1f : 0.5f, 0x1p-25f};
+        const auto searched = atTheMean<float>(GetParam(), Outputs::semicontinuous, weights);
+        EXPECT_EQ(qzk::reference::outputCost(up ? 0x1.000004p-1 : 0.5), searched.cost);
+        EXPECT_EQ(1, searched.definitions);
+    }
+    // Integers, below which the next one begins.
+    for (const std::int16_t weight : std::vector<std::int16_t>{1, 1000, 16384}) {
+        const auto searched = atTheMean<std::int16_t>(GetParam(), Outputs::continuous, {weight});
+        EXPECT_EQ(qzk::reference::outputCost(weight << 15, -10), searched.cost);
+        EXPECT_EQ(1, searched.definitions);
+    }
 }
 
 } // namespace
