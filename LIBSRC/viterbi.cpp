@@ -98,8 +98,7 @@ public:
 
     /// Null behind the last one.
     const HMMServer *next() {
-        return findHMMServer(class_ == 0 ? std::exchange(server_, 0)
-                                         : std::max(nextHMMClassMember(class_), 0));
+        return findHMMServer(class_ == 0 ? std::exchange(server_, 0) : nextHMMClassMember(class_));
     }
 
 private:

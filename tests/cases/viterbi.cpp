@@ -145,6 +145,20 @@ TEST_F(Search, WordsSaturate) {
     EXPECT_EQ(id, bestId);
 }
 
+TEST_F(Search, FirstFramesSaturateToo) {
+    // The output alone costs 2147476034: what 2^37 makes of 29 log10(2) - log10(32456 * 2^15), in 32 bits.
+    const std::int16_t weight = 32456, zero = 0, dear = 32767;
+    QZwGaussMixServer *const servers[] = {wordMixture(&weight)};
+    const Matrix<std::int16_t> a(1, 1, 0);
+    const std::int16_t *const observations[] = {&zero};
+    const auto cost = [&](const std::int16_t &pi) {
+        return QZwEvalContHMMViterbi(QZwInitContHMMServer(a.rows(), &pi, servers, 1, 1, QZ_HMMCost, -37),
+                                     observations, 1, &bestId, 0, &scale);
+    };
+    EXPECT_EQ(2147476034, cost(zero));
+    EXPECT_EQ(2147483647, cost(dear));
+}
+
 TEST_F(Search, ClassesFindTheirBestMember) {
     const std::int32_t cls = QZCreateHMMClass();
     const std::int32_t dear = floats({{5}}, {{5}}, {5}), cheap = floats({{1}}, {{1}}, {1}),
@@ -353,17 +367,25 @@ TEST_F(Search, SemicontinuousMembersShareTheFirstCodebook) {
     EXPECT_EQ(2, bestId) << "costs as much as the first";
 }
 
-TEST_F(Search, SemicontinuousMembersUseTheFirstDimension) {
-    // The second member has another dimension and codebook; its weights count for the values that there are.
+TEST_F(Search, SemicontinuousMembersOfOtherSizes) {
+    // Of members with another codebook and dimension, the weights count for which the first one has values.
     const float one = 1.0f, zero = 0.0f, x[] = {0.0f, 9.0f};
-    QZsGaussMixServer *const first[] = {mixture(&one)}, *const second[] = {mixture(&zero), mixture(&zero)};
-    const Matrix<float> a(1, 1, 0), b = {{0.01f}}, c = {{0.1f, 5}};
+    QZsGaussMixServer *const first[] = {mixture(&one), mixture(&one)}, *const others[] = {mixture(&zero),
+                                                                                          mixture(&zero),
+                                                                                          mixture(&zero)};
+    const Matrix<float> a(1, 1, 0), b = {{0.001f, 0}}, more = {{0.05f, 0.05f, 7}};
+    const Matrix<float> steps = {{0, 9}, {9, 0}}, fewer = {{0.1f}, {0.9f}};
+    const float pi[] = {0, 9};
+    const float *const observations[] = {x, x};
     const std::int32_t cls = QZCreateHMMClass();
-    QZAddHMMToClass(cls, QZsInitSemicontHMMServer(a.rows(), b.rows(), &zero, first, 1, 1, 1, QZ_HMMCost));
-    QZAddHMMToClass(cls, QZsInitSemicontHMMServer(a.rows(), c.rows(), &zero, second, 1, 2, 2, QZ_HMMCost));
-    const float *const observations[] = {x};
-    EXPECT_EQ(1.0f, QZsEvalSemicontHMMViterbi(-cls, observations, 1, &bestId));
+    QZAddHMMToClass(cls, QZsInitSemicontHMMServer(a.rows(), b.rows(), pi, first, 1, 2, 1, QZ_HMMCost));
+    QZAddHMMToClass(cls, QZsInitSemicontHMMServer(a.rows(), more.rows(), pi, others, 1, 3, 2, QZ_HMMCost));
+    EXPECT_EQ(2.0f, QZsEvalSemicontHMMViterbi(-cls, observations, 2, &bestId));
     EXPECT_EQ(2, bestId);
+    QZAddHMMToClass(cls,
+                    QZsInitSemicontHMMServer(steps.rows(), fewer.rows(), pi, others, 2, 1, 2, QZ_HMMCost));
+    EXPECT_EQ(2.0f, QZsEvalSemicontHMMViterbi(-cls, observations, 2, &bestId));
+    EXPECT_EQ(3, bestId);
 }
 
 TEST_F(Search, SemicontinuousSumsWrap) {
