@@ -12,9 +12,11 @@ std::size_t Evaluation::right() const {
                            [](std::size_t sum, const Group &group) { return sum + group.right; });
 }
 
-void decide(const Method &method, const std::vector<std::string> &labels, const std::vector<double> &scores,
-            std::size_t keep, Result &result) {
+void decide(const Method &method, const std::vector<std::filesystem::path> &references,
+            const std::vector<std::string> &labels, const std::vector<double> &scores, std::size_t keep,
+            Result &result) {
     const std::vector<Candidate> &candidates = method.candidates();
+    result.known = std::ranges::count(candidates, result.expected, &Candidate::label) > 0;
     std::vector<std::size_t> order(scores.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
     std::ranges::stable_sort(order, {}, [&](std::size_t candidate) { return scores[candidate]; });
@@ -23,7 +25,7 @@ void decide(const Method &method, const std::vector<std::string> &labels, const 
     struct Sum {
         double score = 0;
         std::size_t count = 0;
-        std::ptrdiff_t reference = -1;
+        std::filesystem::path reference;
     };
     std::vector<Sum> sums(labels.size());
     for (const std::size_t candidate : order) {
@@ -35,8 +37,9 @@ void decide(const Method &method, const std::vector<std::string> &labels, const 
             sum.score += scores[candidate];
             ++sum.count;
         }
-        if (sum.reference < 0) sum.reference = static_cast<std::ptrdiff_t>(reference);
-        if (result.nearest.size() < keep) result.nearest.push_back({reference, scores[candidate]});
+        if (sum.reference.empty()) sum.reference = references[reference];
+        if (result.nearest.size() < keep)
+            result.nearest.push_back({references[reference], scores[candidate]});
     }
 
     double best = incomparable, second = incomparable;
@@ -79,15 +82,6 @@ std::optional<StatesShown> showStates(const Method &method, const Utterance &tes
                 shown.words.push_back({candidates[candidate].label, scores[candidate], std::move(*states)});
         }
     return shown.words.empty() ? std::nullopt : std::optional(std::move(shown));
-}
-
-std::vector<std::string> labelsOf(const Method &method) {
-    std::vector<std::string> labels;
-    for (const Candidate &candidate : method.candidates())
-        labels.push_back(candidate.label);
-    std::ranges::sort(labels, naturalLess);
-    labels.erase(std::unique(labels.begin(), labels.end()), labels.end());
-    return labels;
 }
 
 bool naturalLess(const std::string &a, const std::string &b) {

@@ -2,6 +2,7 @@
 
 #include "method.hpp"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,15 +20,16 @@ struct Result {
     std::filesystem::path file;
     std::size_t group;
     std::string expected, recognised; ///< recognised is empty when nothing was comparable
+    bool known = false;               ///< the expected word was learnt
     double score = 0, margin = 0;     ///< margin: how much worse the runner-up is
     std::vector<float> labelScores;   ///< in the order of Evaluation::labels
     struct Near {
-        std::size_t reference;
+        std::filesystem::path reference;
         double score;
     };
     std::vector<Near> nearest; ///< best references first
-    /// Best reference of the recognised and of the expected word; none if negative.
-    std::ptrdiff_t recognisedReference = -1, expectedReference = -1;
+    /// Best reference of the recognised and of the expected word; empty if there is none.
+    std::filesystem::path recognisedReference, expectedReference;
 
     bool right() const { return recognised == expected; }
 };
@@ -66,17 +68,27 @@ struct Evaluation {
 };
 
 /// Decides one test by the scores of the method's candidates: fills everything of the result but its file,
-/// group and expected word. Keeps the given number of nearest references.
-void decide(const Method &method, const std::vector<std::string> &labels, const std::vector<double> &scores,
-            std::size_t keep, Result &result);
+/// group and expected word. Keeps the given number of nearest references. `labels` may be more than those of
+/// the candidates.
+void decide(const Method &method, const std::vector<std::filesystem::path> &references,
+            const std::vector<std::string> &labels, const std::vector<double> &scores, std::size_t keep,
+            Result &result);
 
 /// Nothing for a method without states.
 std::optional<StatesShown> showStates(const Method &method, const Utterance &test);
 
-/// The words that a method knows, in their order.
-std::vector<std::string> labelsOf(const Method &method);
-
 /// Order of labels: numbers in them count by their value, 2 before 10.
 bool naturalLess(const std::string &a, const std::string &b);
+
+/// The words of candidates or recordings, in their order.
+template <class Labelled>
+std::vector<std::string> labelsOf(const std::vector<Labelled> &all) {
+    std::vector<std::string> labels;
+    for (const Labelled &one : all)
+        labels.push_back(one.label);
+    std::ranges::sort(labels, naturalLess);
+    labels.erase(std::unique(labels.begin(), labels.end()), labels.end());
+    return labels;
+}
 
 } // namespace recognise

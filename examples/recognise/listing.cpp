@@ -35,7 +35,7 @@ Listing::Listing(const std::vector<std::filesystem::path> &files, const std::vec
         widen(recognisedWidth, label);
 }
 
-void Listing::print(const Result &result, const Evaluation &evaluation, std::size_t top) {
+void Listing::print(const Result &result) {
     if (!std::exchange(headed, true)) {
         printWords("file", "expected", "recognised");
         std::printf("  %8s  %7s\n", "distance", "margin");
@@ -48,9 +48,9 @@ void Listing::print(const Result &result, const Evaluation &evaluation, std::siz
         std::printf("  %8.3f  %7.3f", result.score, result.margin);
     }
     std::puts(result.right() ? "" : "  wrong");
-    for (std::size_t k = 0; k < std::min(top, result.nearest.size()); ++k)
+    for (std::size_t k = 0; k < result.nearest.size(); ++k)
         std::printf("    %2zu. %7.3f  %s\n", k + 1, result.nearest[k].score,
-                    evaluation.references[result.nearest[k].reference].c_str());
+                    result.nearest[k].reference.c_str());
 }
 
 void Listing::printWords(const std::string &file, const std::string &expected,
@@ -60,9 +60,8 @@ void Listing::printWords(const std::string &file, const std::string &expected,
 }
 
 void printSummary(const Evaluation &evaluation) {
-    std::size_t unknown = 0;
-    for (const Result &result : evaluation.results)
-        unknown += !std::ranges::binary_search(evaluation.labels, result.expected, naturalLess);
+    const auto unknown =
+        static_cast<std::size_t>(std::ranges::count(evaluation.results, false, &Result::known));
 
     std::puts("");
     std::size_t width = 5;

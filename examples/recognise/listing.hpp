@@ -14,7 +14,7 @@ class Listing {
 public:
     Listing(const std::vector<std::filesystem::path> &files, const std::vector<std::string> &labels);
 
-    void print(const Result &result, const Evaluation &evaluation, std::size_t top);
+    void print(const Result &result);
 
 private:
     void printWords(const std::string &file, const std::string &expected,

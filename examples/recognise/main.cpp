@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <optional>
 #include <unistd.h>
 #include <utility>
 
@@ -42,13 +41,17 @@ void checkShown(const std::vector<std::string> &show, const std::vector<Input> &
             throw common::InputError("--show " + name + ": no test of this word or name");
 }
 
+std::vector<fs::path> filesOf(const std::vector<Utterance> &recordings) {
+    std::vector<fs::path> files;
+    for (const Utterance &recording : recordings)
+        files.push_back(recording.file);
+    return files;
+}
+
 void learn(Method &method, const std::vector<Utterance> &references, Evaluation &evaluation) {
     const Clock clock;
     method.learn(references);
     evaluation.learnSeconds += clock.seconds();
-    evaluation.references.clear();
-    for (const Utterance &reference : references)
-        evaluation.references.push_back(reference.file);
 }
 
 /// Scores tests and prints them.
@@ -59,13 +62,15 @@ public:
           // The report maps all distances of the first method.
           wantsAll(options.top > 0 || (firstMethod && !options.report.empty())) {}
 
-    void score(const Method &method, const Utterance &test, std::size_t group) {
+    /// `references` are those that the method has learnt.
+    void score(const Method &method, const std::vector<fs::path> &references, const Utterance &test,
+               std::size_t group) {
         const Clock clock;
         Result result;
         result.file = test.file;
         result.group = group;
         result.expected = test.label;
-        decide(method, evaluation.labels,
+        decide(method, references, evaluation.labels,
                wantsAll ? method.score(test.features) : method.scoreTwo(test.features), top, result);
         evaluation.scoringSeconds += clock.seconds();
         evaluation.speechSeconds += test.seconds;
@@ -80,7 +85,7 @@ public:
     /// The line of the latest result.
     void print(Listing &listing, Progress &progress) const {
         if (listingOnTerminal) progress.clear();
-        listing.print(evaluation.results.back(), evaluation, top);
+        listing.print(evaluation.results.back());
     }
 
 private:
@@ -114,7 +119,7 @@ void recogniseTests(const Options &options, Recordings &tests, const FrontEnd &f
         const Recordings::Prepared &test = tests.prepare(input, frontEnd, progress);
         if (test.utterance) {
             evaluation.preparingSeconds += test.seconds;
-            trial.score(method, *test.utterance, tests.inputs()[input].group);
+            trial.score(method, evaluation.references, *test.utterance, tests.inputs()[input].group);
             trial.print(listing, progress);
         }
         progress.advance();
@@ -125,30 +130,26 @@ void recogniseTests(const Options &options, Recordings &tests, const FrontEnd &f
 /// Every recording is a test once, for a method that learnt the other parts.
 void crossValidate(const Options &options, Recordings &recordings, const FrontEnd &frontEnd, Method &method,
                    bool first, Evaluation &evaluation) {
-    const Clock clock;
     const std::vector<Utterance> all = recordings.prepareAll(frontEnd, "recordings");
-    evaluation.preparingSeconds = clock.seconds();
+    evaluation.preparingSeconds = recordings.preparingSeconds(frontEnd);
+    evaluation.references = filesOf(all);
+    evaluation.labels = labelsOf(all);
     const auto parts = static_cast<std::size_t>(options.crossValidate);
     const std::vector<std::size_t> part = assignParts(all, parts);
-    std::vector<fs::path> files;
-    for (const Utterance &recording : all)
-        files.push_back(recording.file);
-
+    Listing listing(evaluation.references, evaluation.labels);
     Trial trial(options, first, evaluation);
-    std::optional<Listing> listing;
-    Progress progress("cross-validation", all.size());
+    Progress progress("cross-validation of " + evaluation.method, all.size());
     for (std::size_t test = 0; test < parts; ++test) {
         std::vector<Utterance> references;
         for (std::size_t recording = 0; recording < all.size(); ++recording)
             if (part[recording] != test) references.push_back(all[recording]);
         learn(method, references, evaluation);
-        evaluation.labels = labelsOf(method);
+        const std::vector<fs::path> learnt = filesOf(references);
         evaluation.groups.push_back({"part " + std::to_string(test + 1)});
-        if (!listing) listing.emplace(files, evaluation.labels);
         for (std::size_t recording = 0; recording < all.size(); ++recording)
             if (part[recording] == test) {
-                trial.score(method, all[recording], test);
-                trial.print(*listing, progress);
+                trial.score(method, learnt, all[recording], test);
+                trial.print(listing, progress);
                 progress.advance();
             }
     }
@@ -166,12 +167,15 @@ Evaluation evaluate(const Options &options, const std::string &name, bool first,
         crossValidate(options, references, frontEnd, *method, first, evaluation);
     } else {
         if (options.load.empty()) {
-            learn(*method, references.prepareAll(frontEnd, "references"), evaluation);
+            const std::vector<Utterance> learnt = references.prepareAll(frontEnd, "references");
+            const Progress progress("learning by " + name, 1);
+            learn(*method, learnt, evaluation);
+            evaluation.references = filesOf(learnt);
         } else {
             evaluation.references = loadMethod(*method, name, options.load);
             evaluation.loaded = true;
         }
-        evaluation.labels = labelsOf(*method);
+        evaluation.labels = labelsOf(method->candidates());
         if (!options.save.empty()) saveMethod(*method, name, options.save, evaluation.references);
         if (!tests.inputs().empty()) recogniseTests(options, tests, frontEnd, *method, first, evaluation);
     }

@@ -7,10 +7,16 @@
 namespace recognise {
 
 Progress::Progress(std::string what, std::size_t total)
-    : what(std::move(what)), total(total), terminal(isatty(STDERR_FILENO) == 1) {}
+    : what(std::move(what)), total(total), terminal(isatty(STDERR_FILENO) == 1) {
+    show();
+}
 
 void Progress::advance() {
     ++done;
+    show();
+}
+
+void Progress::show() {
     const int percent = static_cast<int>(100 * done / total);
     if (!terminal || percent == shownPercent) return;
     constexpr int width = 32;

@@ -19,6 +19,8 @@ public:
     void clear();
 
 private:
+    void show();
+
     std::string what;
     std::size_t total, done = 0;
     int shownPercent = -1;

@@ -55,6 +55,13 @@ const Recordings::Prepared &Recordings::prepare(std::size_t input, const FrontEn
     return *known;
 }
 
+double Recordings::preparingSeconds(const FrontEnd &frontEnd) const {
+    double sum = 0;
+    for (const std::optional<Prepared> &file : prepared[static_cast<std::size_t>(frontEnd.usedArithmetic())])
+        if (file) sum += file->seconds;
+    return sum;
+}
+
 std::vector<Utterance> Recordings::prepareAll(const FrontEnd &frontEnd, const std::string &what) {
     std::vector<std::size_t> usable(arguments.size());
     std::vector<Utterance> utterances;

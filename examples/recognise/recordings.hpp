@@ -38,6 +38,9 @@ public:
     /// All that can be used. Throws InputError if that leaves nothing of a directory.
     std::vector<Utterance> prepareAll(const FrontEnd &frontEnd, const std::string &what);
 
+    /// What it took to make ready all files so far.
+    double preparingSeconds(const FrontEnd &frontEnd) const;
+
     /// Files that could not be used so far.
     std::size_t skipped() const { return bad; }
 

@@ -215,14 +215,12 @@ std::vector<const Result *> pictured(const Evaluation &evaluation, const std::ve
     return chosen;
 }
 
-std::string comparisonCard(const Result &result, const Evaluation &evaluation, const FrontEnd &frontEnd) {
+std::string comparisonCard(const Result &result, const FrontEnd &frontEnd) {
     std::vector<Shown> shown{{result.file, "Test: " + result.file.string(), "said " + result.expected}};
-    if (result.recognisedReference >= 0)
-        shown.push_back({evaluation.references[static_cast<std::size_t>(result.recognisedReference)],
-                         "Best reference of “" + result.recognised + "”", ""});
-    if (!result.right() && result.expectedReference >= 0)
-        shown.push_back({evaluation.references[static_cast<std::size_t>(result.expectedReference)],
-                         "Best reference of “" + result.expected + "”", ""});
+    if (!result.recognisedReference.empty())
+        shown.push_back({result.recognisedReference, "Best reference of “" + result.recognised + "”", ""});
+    if (!result.right() && !result.expectedReference.empty())
+        shown.push_back({result.expectedReference, "Best reference of “" + result.expected + "”", ""});
     for (std::size_t k = 1; k < shown.size(); ++k)
         shown[k].remark = shown[k].file.string();
     std::string html = "<div class='card'><h3>";
@@ -262,7 +260,7 @@ std::string pictures(const Evaluation &evaluation, const FrontEnd &frontEnd,
     for (std::size_t k = 0; k < results.size(); ++k) {
         if (k == openComparisons)
             html += "<details><summary>" + std::to_string(results.size() - k) + " more</summary>";
-        html += comparisonCard(*results[k], evaluation, frontEnd);
+        html += comparisonCard(*results[k], frontEnd);
     }
     return results.size() > openComparisons ? html + "</details>" : html;
 }

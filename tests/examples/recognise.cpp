@@ -12,6 +12,7 @@
 #include <map>
 #include <numbers>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <sys/stat.h>
@@ -588,14 +589,73 @@ TEST_F(Recognise, CrossValidates) {
     save(place / "takes" / "only_a_1.wav", speak(vocabulary.at("ee"), 0.2, 200, 99));
     const Outcome outcome = run("--references takes --cross-validate 4 --report report.html");
     EXPECT_NE(outcome.out.find("accuracy  total   20 of 21"), std::string::npos) << outcome.out;
+    EXPECT_NE(outcome.out.find("1 test whose word has no reference"), std::string::npos) << outcome.out;
     EXPECT_NE(contents(place / "report.html").find("part 4"), std::string::npos);
+}
+
+// What a part was compared with are the references of that part, and its words are not those of another.
+TEST_F(Recognise, PicturesTheReferencesOfEachPart) {
+    fs::create_directory(place / "takes");
+    unsigned seed = 80;
+    for (const auto &[name, word] : vocabulary)
+        for (int take = 0; take < 3; ++take)
+            save(place / "takes" / (name + "_a_" + std::to_string(take) + ".wav"),
+                 speak(word, 0.5 + 0.03 * take, 108 + 6 * take, ++seed));
+    save(place / "takes" / "all_a_1.wav", speak(vocabulary.at("ee"), 0.2, 200, 99));
+    for (const std::string method : {"dtw", "hmm"}) {
+        const Outcome outcome = run("--references takes --cross-validate 3 --top 1 --report report.html "
+                                    "--show arra ee oyo uwa yai --method " +
+                                    method);
+        const std::string html = contents(place / "report.html");
+        std::istringstream table(linesOfTests(outcome.out.substr(outcome.out.find('\n') + 1)));
+        std::string file, expected, recognised, score, margin, rest, reference;
+        int compared = 0;
+        while (table >> file >> expected >> recognised >> score >> margin && std::getline(table, rest) &&
+               table >> rest >> score >> reference) {
+            if (expected == "all") continue;
+            EXPECT_EQ(recognised, expected) << outcome.out;
+            EXPECT_NE(reference, file);
+            const std::size_t at = html.find("<h4>Test: " + file + "<small>");
+            ASSERT_NE(at, std::string::npos) << file;
+            const std::string best = "<h4>Best reference of “" + expected + "”<small>";
+            const std::size_t found = html.find(best, at);
+            ASSERT_NE(found, std::string::npos) << file;
+            EXPECT_EQ(html.substr(found + best.size(), reference.size()), reference) << file;
+            ++compared;
+        }
+        EXPECT_EQ(compared, 15) << outcome.out;
+        EXPECT_NE(html.find("\"columns\":[\"all\",\"arra\",\"ee\",\"oyo\",\"uwa\",\"yai\"]"),
+                  std::string::npos);
+        EXPECT_NE(html.find(">words in 16 references<"), std::string::npos);
+    }
+}
+
+// Bars go to a terminal alone, which `script` provides.
+TEST_F(Recognise, ShowsWhatTakesLong) {
+    const auto shown = [&](const std::string &arguments) {
+        const std::string command = "cd '" + place.string() + "' && script -qec \"'" + program + "' " +
+                                    arguments + " >out\" /dev/null >err";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        return contents(place / "err");
+    };
+    const std::string learning = shown("--references references --tests tests --method hmm");
+    for (const char *bar : {"references [", "learning by hmm [", "tests ["})
+        EXPECT_NE(learning.find(bar), std::string::npos) << bar << '\n' << learning;
+    const std::string parts = shown("--references references tests --cross-validate 2 --method dtw vqhmm");
+    for (const char *bar : {"cross-validation of dtw [  ", "cross-validation of vqhmm [  ",
+                            "cross-validation of vqhmm [################################] 100 %"})
+        EXPECT_NE(parts.find(bar), std::string::npos) << bar << '\n' << parts;
+    EXPECT_TRUE(parts.ends_with("\r\033[K")) << "taken away at the end";
 }
 
 TEST_F(Recognise, ComparesMethods) {
     const Outcome outcome =
         run("--references references --tests tests --method all --report report.html --show uwa");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
-    const std::size_t table = outcome.out.find("\nmethod      total  learning  scoring\n");
+    std::smatch heading; // as wide as the times below it
+    ASSERT_TRUE(std::regex_search(outcome.out, heading, std::regex("\nmethod +total +learning +scoring\n")))
+        << outcome.out;
+    const auto table = static_cast<std::size_t>(heading.position());
     const std::string html = contents(place / "report.html");
     for (const std::string &method : methods) {
         EXPECT_NE(outcome.out.find("method    " + method + "\n"), std::string::npos) << method;
