@@ -176,26 +176,14 @@ TEST_P(ConvertLevels, Complex) {
 std::vector<QZComplexFloat> logarithmsNextToMiddles(std::size_t n) {
     Random random;
     std::vector<QZComplexFloat> values(n);
-    mpfr_t power, root;
-    mpfr_init2(power, 200);
-    mpfr_init2(root, 200);
     for (QZComplexFloat &z : values) {
         const float logarithm = static_cast<float>(random.real(1.0, 8.0));
-        mpfr_set_d(power, (static_cast<double>(logarithm) + std::nextafterf(logarithm, 10.0f)) / 2.0,
-                   MPFR_RNDN);
-        mpfr_exp10(power, power, MPFR_RNDN);
-        mpfr_set_prec(root, 24);
-        mpfr_sqrt(root, power, MPFR_RNDD);
-        z.re = mpfr_get_flt(root, MPFR_RNDN);
-        mpfr_set_prec(root, 200);
-        mpfr_set_flt(root, z.re, MPFR_RNDN);
-        mpfr_sqr(root, root, MPFR_RNDN);
-        mpfr_sub(root, power, root, MPFR_RNDN);
-        mpfr_sqrt(root, root, MPFR_RNDN);
-        z.im = mpfr_get_flt(root, MPFR_RNDN);
+        const double middle = (static_cast<double>(logarithm) + std::nextafter(logarithm, 10.0f)) / 2.0;
+        const auto power = reference::powerOf10(middle);
+        z.re = reference::nearest<float>(sqrt(power));
+        if (reference::Real(z.re) * z.re > power) z.re = std::nextafter(z.re, 0.0f);
+        z.im = reference::nearest<float>(sqrt(reference::Real(power - reference::Real(z.re) * z.re)));
     }
-    mpfr_clear(power);
-    mpfr_clear(root);
     return values;
 }
 

@@ -1,10 +1,11 @@
 // The elementary functions against correctly rounded ones of another origin: equal bits for every argument.
 #include "common/elementary.hpp"
+#include "reference/elementary.hpp"
 #include "support/bits.hpp"
+#include "support/extended_precision.hpp"
 #include "support/random.hpp"
 
 #include <gtest/gtest.h>
-#include <mpfr.h>
 
 #include <cmath>
 #include <iomanip>
@@ -13,38 +14,13 @@ namespace qzk::test {
 namespace {
 
 using Function = double (*)(double);
-using MpfrFunction = int (*)(mpfr_t, const mpfr_t, mpfr_rnd_t);
-
-class CorrectlyRounded {
-public:
-    explicit CorrectlyRounded(MpfrFunction function) : function_(function) {
-        mpfr_set_emin(-1073);
-        mpfr_set_emax(1024);
-        mpfr_init2(value_, 53);
-    }
-    ~CorrectlyRounded() { mpfr_clear(value_); }
-    CorrectlyRounded(const CorrectlyRounded &) = delete;
-    CorrectlyRounded &operator=(const CorrectlyRounded &) = delete;
-
-    double operator()(double x) {
-        mpfr_set_d(value_, x, MPFR_RNDN);
-        const int inexact = function_(value_, value_, MPFR_RNDN);
-        mpfr_subnormalize(value_, inexact, MPFR_RNDN);
-        return mpfr_get_d(value_, MPFR_RNDN);
-    }
-
-private:
-    MpfrFunction function_;
-    mpfr_t value_;
-};
 
 template <class Argument>
-void compare(Function actual, MpfrFunction expected, int count, Argument argument) {
-    CorrectlyRounded reference(expected);
+void compare(Function actual, Function expected, int count, Argument argument) {
     Random random;
     for (int i = 0; i < count; ++i) {
         const double x = argument(random);
-        const double wanted = reference(x), got = actual(x);
+        const double wanted = expected(x), got = actual(x);
         ASSERT_TRUE(sameBits(wanted, got))
             << std::hexfloat << x << ": expected " << wanted << ", got " << got << ", seed " << seed();
     }
@@ -70,7 +46,7 @@ double nearMultipleOfQuarterPi(Random &random) {
 
 TEST(RandomElementary, SineAndCosine) {
     for (const auto &[actual, expected] :
-         {std::pair<Function, MpfrFunction>{sine, mpfr_sin}, {cosine, mpfr_cos}}) {
+         {std::pair<Function, Function>{sine, reference::sine}, {cosine, reference::cosine}}) {
         compare(actual, expected, 40000, [](Random &random) { return upTo(random, 13.0); });
         compare(actual, expected, 20000, [](Random &random) { return upTo(random, 0x1p20); });
         compare(actual, expected, 20000, nearMultipleOfQuarterPi);
@@ -79,23 +55,24 @@ TEST(RandomElementary, SineAndCosine) {
 }
 
 TEST(RandomElementary, AnglesOfTablesAndWindows) {
-    CorrectlyRounded reference(mpfr_cos);
     for (int n = 2; n <= 130; ++n)
         for (int k = 0; k < n; ++k) {
             const double x = k * (6.283185307179586 / (n - 1));
-            ASSERT_TRUE(sameBits(reference(x), cosine(x))) << k << " of " << n;
+            ASSERT_TRUE(sameBits(reference::cosine(x), cosine(x))) << k << " of " << n;
         }
 }
 
 TEST(RandomElementary, Logarithm) {
-    compare(log10, mpfr_log10, 40000, [](Random &random) { return std::fabs(anyFinite(random)); });
-    compare(log10, mpfr_log10, 40000, [](Random &random) { return 1.0 + upTo(random, 0.5); });
-    compare(log10, mpfr_log10, 10000, [](Random &random) { return 0x1p-1074 * random.real(1.0, 0x1p52); });
+    compare(log10, reference::log10<double>, 40000,
+            [](Random &random) { return std::fabs(anyFinite(random)); });
+    compare(log10, reference::log10<double>, 40000, [](Random &random) { return 1.0 + upTo(random, 0.5); });
+    compare(log10, reference::log10<double>, 10000,
+            [](Random &random) { return 0x1p-1074 * random.real(1.0, 0x1p52); });
 }
 
 TEST(RandomElementary, Powers) {
-    for (const auto &[actual, expected] :
-         {std::pair<Function, MpfrFunction>{exp10, mpfr_exp10}, {exponential, mpfr_exp}}) {
+    for (const auto &[actual, expected] : {std::pair<Function, Function>{exp10, reference::exp10},
+                                           {exponential, reference::exponential<double>}}) {
         compare(actual, expected, 40000, [](Random &random) { return random.real(-330.0, 312.0); });
         compare(actual, expected, 20000, [](Random &random) { return random.real(-750.0, 712.0); });
         compare(actual, expected, 20000, [](Random &random) { return upTo(random, 8.0); });
@@ -104,22 +81,14 @@ TEST(RandomElementary, Powers) {
 }
 
 TEST(RandomElementary, ExponentialsInExtendedPrecision) {
-    volatile long double small = 0x1p-60L;
-    if (1.0L + small == 1.0L) GTEST_SKIP() << "no extended precision here, as under valgrind";
-    mpfr_set_emin(-16381);
-    mpfr_set_emax(16384);
-    mpfr_t value;
-    mpfr_init2(value, 64);
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     Random random;
     for (int i = 0; i < 40000; ++i) {
         const double limit = i % 4 == 0 ? 11300.0 : i % 4 == 1 ? 800.0 : i % 4 == 2 ? 40.0 : 0.5;
         const long double x = upTo(random, limit) * (1.0L + upTo(random, 0x1p-54));
-        mpfr_set_ld(value, x, MPFR_RNDN);
-        mpfr_exp(value, value, MPFR_RNDN);
-        const long double wanted = mpfr_get_ld(value, MPFR_RNDN), got = exponential(x);
+        const long double wanted = reference::exponential(x), got = exponential(x);
         ASSERT_EQ(wanted, got) << std::hexfloat << x << ", seed " << seed();
     }
-    mpfr_clear(value);
 }
 
 } // namespace

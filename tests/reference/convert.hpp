@@ -3,8 +3,7 @@
 #pragma once
 
 #include "qzk.h"
-
-#include <mpfr.h>
+#include "reference/elementary.hpp"
 
 #include <cmath>
 #include <cstdint>
@@ -85,16 +84,7 @@ std::optional<std::int32_t> scalarScale(double x) {
 /// log10(re^2 + im^2), the sum rounded to double first, or half of it; rounded once to float.
 inline float logarithm(QZComplexFloat z, bool half) {
     const double re = z.re, im = z.im, power = re * re + im * im;
-    mpfr_set_emin(-1073);
-    mpfr_set_emax(1024);
-    mpfr_t x, y;
-    mpfr_init2(x, 53);
-    mpfr_init2(y, 24);
-    mpfr_set_d(x, power, MPFR_RNDN);
-    mpfr_log10(y, x, MPFR_RNDN);
-    const float result = mpfr_get_flt(y, MPFR_RNDN);
-    mpfr_clear(x);
-    mpfr_clear(y);
+    const float result = log10<float>(power);
     return half ? result * 0.5f : result;
 }
 

@@ -1,7 +1,7 @@
 // Layers of logistic units, unit by unit, with the correctly rounded exponential of another library.
 #pragma once
 
-#include <mpfr.h>
+#include "reference/elementary.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,15 +10,7 @@
 namespace qzk::test::reference {
 
 /// 1 / (1 + e^-s), each step rounded to 64 bits.
-inline long double logistic(long double s) {
-    mpfr_t value;
-    mpfr_init2(value, 64);
-    mpfr_set_ld(value, -s, MPFR_RNDN);
-    mpfr_exp(value, value, MPFR_RNDN);
-    const long double power = mpfr_get_ld(value, MPFR_RNDN);
-    mpfr_clear(value);
-    return 1.0L / (1.0L + power);
-}
+inline long double logistic(long double s) { return 1.0L / (1.0L + exponential(-s)); }
 
 inline std::vector<float> perceptron(std::vector<float> values, const std::vector<std::int32_t> &sizes,
                                      const std::vector<float> &weights) {
