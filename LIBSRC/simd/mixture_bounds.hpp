@@ -124,13 +124,16 @@ struct Densities {
     Vec<double> values[n], errors[n];
 };
 
-/// An exponential below e^-700 counts as anything from 0 up to that, and one whose product with the weight is
-/// below 2^-1076 as nothing: as the defined sum is rounded to double with each component, such a one leaves
-/// it as it is.
+/// An exponential below e^least counts as anything from 0 up to that, and one whose product with the weight
+/// is below 2^-1076 as nothing: as the defined sum is rounded to double with each component, such a one
+/// leaves it as it is. The product with e^least is at least 2^-1041, so that only what counts as nothing
+/// becomes 0.
 template <std::size_t n>
 QZK_INLINE void addExponentials(const Exponents<n> &found, double weight, double ownError,
                                 Densities<n> &sums) {
-    constexpr double least = -700.0, ln2 = 0x1.62e42fefa39efp-1;
+    constexpr double ln2 = 0x1.62e42fefa39efp-1;
+    const auto binade = static_cast<std::int32_t>(__builtin_bit_cast(std::uint64_t, weight) >> 52) - 1022;
+    const double smallest = -(1040.0 + binade) * ln2, least = smallest > -700.0 ? smallest : -700.0;
     Vec<double> values[n], errors[n];
     Vec<std::int64_t> extreme = {};
     for (std::size_t k = 0; k < n; ++k) {
@@ -142,7 +145,6 @@ QZK_INLINE void addExponentials(const Exponents<n> &found, double weight, double
         extreme |= small | (errors[k] >= splat(0x1p-10));
     }
     if (anySign(extreme)) {
-        const auto binade = static_cast<std::int32_t>(__builtin_bit_cast(std::uint64_t, weight) >> 52) - 1022;
         const auto nothing = splat(-(1077.0 + binade) * ln2);
         for (std::size_t k = 0; k < n; ++k) {
             const Vec<double> exponent = found.exponents[k];

@@ -287,6 +287,30 @@ TEST_P(MixtureLevels, BoundsAtTheEndOfTheRange) {
     }
 }
 
+// Exponents at which the product with the weight is about 2^-1075, below which a double has nothing.
+TEST_P(MixtureLevels, BoundsWhereProductsBeginToCount) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    Random random;
+    Bounded bounded;
+    for (int k = 1; k <= 300; ++k)
+        for (int step = -2; step <= 2; ++step) {
+            long double form = 2.0L * (926.0L * std::log(2.0L) + std::log(static_cast<long double>(k)));
+            form += step * 0x1p-53L;
+            const auto part = [&form] {
+                auto inverse = static_cast<float>(form);
+                if (inverse > form) inverse = std::nextafter(inverse, 0.0f);
+                form -= inverse;
+                return inverse;
+            };
+            const float first = part(), second = part(), third = part();
+            MixtureCase<float> made;
+            made.model = {{static_cast<float>(k) * 0x1p-149f}, {{0, 0, 0}}, {{first, second, third}}, {}};
+            made.x = {1, 1, 1};
+            expectBounds(GetParam(), random, Kind::flat, made, 1, bounded);
+            ASSERT_FALSE(testing::Test::HasFatalFailure()) << k;
+        }
+}
+
 TEST_P(MixtureLevels, OperandsOfAnyAddress) {
     Random random;
     const auto made = randomMixture<float>(random, Kind::flat, false, 3, 21);
