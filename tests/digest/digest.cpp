@@ -15,10 +15,29 @@ namespace qzk::digest {
 namespace {
 
 constexpr Family families[] = {
-    {"logic", logic},         {"arithmetic", arithmetic}, {"abs_shift", absShift},
-    {"reduction", reduction}, {"distance", distance},     {"power2", power2},
-    {"QZ_CNVRT", conversion}, {"QZ_FFT", fourier},        {"QZ_FFTW", fourierOfWords},
-    {"QZ_WIND", windows},     {"QZ_CEPS", cepstrum},      {"QZ_DTW", warping},
+    {"error", error},
+    {"info", info},
+    {"QZ_ALLOC", allocation},
+    {"logic", logic},
+    {"arithmetic", arithmetic},
+    {"abs_shift", absShift},
+    {"reduction", reduction},
+    {"distance", distance},
+    {"power2", power2},
+    {"QZ_CNVRT", conversion},
+    {"QZ_FFT", fourier},
+    {"QZ_FFTW", fourierOfWords},
+    {"QZ_WIND", windows},
+    {"QZ_CEPS", cepstrum},
+    {"QZ_DTW", warping},
+    {"QZ_HMM", hiddenMarkovModels},
+    {"QZ_GAUSS", gaussMixtures},
+    {"viterbi", viterbi},
+    {"quantiser", quantiser},
+    {"QZ_IMAGE", image},
+    {"MLPERCEP", perceptron},
+    {"rotate", rotation},
+    {"QZ_CONV", convolution},
 };
 
 constexpr const char *usage = "usage: digest [--level plain|sse2|avx2|avx512] [--exports] [--check FILE]";

@@ -9,15 +9,26 @@ struct Family {
 };
 
 void absShift();
+void allocation();
 void arithmetic();
 void cepstrum();
 void conversion();
+void convolution();
 void distance();
+void error();
 void fourier();
 void fourierOfWords();
+void gaussMixtures();
+void hiddenMarkovModels();
+void image();
+void info();
 void logic();
+void perceptron();
 void power2();
+void quantiser();
 void reduction();
+void rotation();
+void viterbi();
 void warping();
 void windows();
 

@@ -24,6 +24,7 @@ enum class Kind {
 };
 constexpr Kind kinds[] = {Kind::small, Kind::ordinary, Kind::wide, Kind::special};
 
+/// Draw at most once among the arguments of a call: in which order they are evaluated is up to the compiler.
 class Generator {
 public:
     /// The numbers of one name do not depend on what others have drawn.
