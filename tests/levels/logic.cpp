@@ -5,12 +5,11 @@
 #include "support/guarded.hpp"
 #include "support/levels.hpp"
 #include "support/logic_members.hpp"
+#include "support/long_memory.hpp"
 #include "support/random.hpp"
 
 #include <cstdint>
 #include <cstring>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace qzk::test {
 namespace {
@@ -174,31 +173,6 @@ TEST_P(LogicLevels, OverlapInShiftedRuns) {
                         << "distance " << distance << ", " << bits << " bits, seed " << seed();
                 }
 }
-
-/// 2^28 bytes of addresses over one megabyte of memory, and one page of their own behind them.
-class LongMemory {
-public:
-    LongMemory() {
-        const int file = memfd_create("long", 0);
-        const bool sized = ftruncate(file, window) == 0;
-        void *const block = mmap(nullptr, bytes + page, PROT_READ | PROT_WRITE,
-                                 MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        base_ = static_cast<std::uint8_t *>(block);
-        for (std::size_t at = 0; sized && at < bytes; at += window)
-            mmap(base_ + at, window, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0);
-        close(file);
-    }
-    ~LongMemory() { munmap(base_, bytes + page); }
-    LongMemory(const LongMemory &) = delete;
-    LongMemory &operator=(const LongMemory &) = delete;
-
-    std::uint8_t *data() { return base_; }
-    std::uint8_t *end() { return base_ + bytes; }
-
-private:
-    static constexpr std::size_t bytes = std::size_t{1} << 28, window = std::size_t{1} << 20, page = 1 << 16;
-    std::uint8_t *base_;
-};
 
 TEST(LogicLengths, RunsOfMoreBitsThanAnIntegerCounts) {
     LongMemory memory;

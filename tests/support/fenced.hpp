@@ -3,21 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace qzk::test {
 
 class Fenced {
 public:
-    explicit Fenced(std::size_t atLeast)
-        : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))),
-          size_((atLeast + page_ - 1) / page_ * page_) {
-        void *const block = mmap(nullptr, size_ + 2 * page_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        base_ = static_cast<std::uint8_t *>(block);
-        mprotect(base_ + page_, size_, PROT_READ | PROT_WRITE);
-    }
-    ~Fenced() { munmap(base_, size_ + 2 * page_); }
+    explicit Fenced(std::size_t atLeast);
+    ~Fenced();
     Fenced(const Fenced &) = delete;
     Fenced &operator=(const Fenced &) = delete;
 
