@@ -10,14 +10,26 @@ namespace {
 
 constexpr double unreachable = 1e30; // no path costs so much
 
+std::vector<double> perFrame(std::vector<double> costs, std::size_t frames) {
+    common::checkLibrary();
+    for (double &cost : costs)
+        if (cost != incomparable) cost /= static_cast<double>(frames);
+    return costs;
+}
+
 } // namespace
 
 void ModelClass::add(int32_t server) {
     if (identifier < 0) identifier = QZCreateHMMClass();
     servers.push_back(server);
     common::checkLibrary();
-    if (server < 0 || identifier < 0 || QZAddHMMToClass(identifier, server) < 0) throw std::bad_alloc();
+    if (server < 0 || identifier < 0) throw std::bad_alloc();
+    join(server);
     common::checkLibrary();
+}
+
+void ModelClass::join(int32_t server) const {
+    if (QZAddHMMToClass(identifier, server) < 0) throw std::bad_alloc();
 }
 
 void ModelClass::clear() {
@@ -51,7 +63,7 @@ std::vector<double> ModelClass::cheapestTwo(const Evaluate &evaluate) const {
         QZRemoveHMMFromClass(identifier, best);
     }
     for (const int32_t server : found)
-        QZAddHMMToClass(identifier, server);
+        join(server);
     return costs;
 }
 
@@ -102,19 +114,11 @@ void Hmm::load(ModelReader &file, std::size_t references) {
 }
 
 std::vector<double> Hmm::score(const Matrix &features) const {
-    std::vector<double> costs = models.all(evaluator(features));
-    common::checkLibrary();
-    for (double &cost : costs)
-        if (cost != incomparable) cost /= static_cast<double>(features.rows());
-    return costs;
+    return perFrame(models.all(evaluator(features)), features.rows());
 }
 
 std::vector<double> Hmm::scoreTwo(const Matrix &features) const {
-    std::vector<double> costs = models.cheapestTwo(evaluator(features));
-    common::checkLibrary();
-    for (double &cost : costs)
-        if (cost != incomparable) cost /= static_cast<double>(features.rows());
-    return costs;
+    return perFrame(models.cheapestTwo(evaluator(features)), features.rows());
 }
 
 std::optional<StateCosts> Hmm::stateCosts(const Matrix &features, std::size_t word) const {

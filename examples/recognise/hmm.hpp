@@ -28,6 +28,8 @@ public:
     std::vector<double> cheapestTwo(const Evaluate &evaluate) const;
 
 private:
+    void join(int32_t server) const;
+
     int32_t identifier = -1;
     std::vector<int32_t> servers;
 };

@@ -4,6 +4,7 @@
 #include "qzk.h"
 #include "support/failing_heap.hpp"
 #include "support/hmm.hpp"
+#include "support/levels.hpp"
 #include "support/reports.hpp"
 
 #include <gtest/gtest.h>
@@ -114,6 +115,33 @@ TEST_F(Search, BakisModel) {
               {{0, 9}, {1, 9}, {9, 0}, {9, 9}}, {0, 32767, 32767, 32767});
     EXPECT_EQ(QZ_HMMBakis, findHMMServer(inWords)->flavor & hmmTopologies);
     EXPECT_EQ(3, scoreWords(inWords, {0, 1}));
+}
+
+/// Where models are not given as costs, what fills the packed tables up is 0, and costs nothing to nobody.
+TEST_F(Search, StepsThatThereAreNotAreNotTaken) {
+    for (const simd::Level level : availableLevels()) {
+        const ScopedLevel scope(level);
+        for (const std::size_t n : {2u, 3u, 4u, 5u, 9u, 17u}) {
+            for (const std::size_t reach : {2u, 16u}) {
+                Matrix<float> a(n, n, 0);
+                Matrix<std::int16_t> inWords(n, n, 0);
+                for (std::size_t i = 0; i < n; ++i)
+                    for (std::size_t j = i; j < n && j <= i + reach; ++j)
+                        inWords[i][j] = 7, a[i][j] = 7;
+                const Matrix<float> b(n, 1, 1);
+                const Matrix<std::int16_t> bOfWords(n, 1, 1);
+                const std::vector<float> pi(n, 5);
+                const std::vector<std::int16_t> piOfWords(n, 5);
+                const auto size = static_cast<std::int32_t>(n);
+                const std::int32_t id = QZsInitHMMServer(a.rows(), b.rows(), pi.data(), size, 1, 0),
+                                   idOfWords = QZwInitHMMServer(inWords.rows(), bOfWords.rows(),
+                                                                piOfWords.data(), size, 1, 0);
+                EXPECT_NE(0, findHMMServer(id)->flavor & hmmTopologies);
+                EXPECT_EQ(5.0f + 7 + 7 + 3, score(id, {0, 0, 0})) << n << ' ' << reach;
+                EXPECT_EQ(5 + 7 + 7 + 3, scoreWords(idOfWords, {0, 0, 0})) << n << ' ' << reach;
+            }
+        }
+    }
 }
 
 TEST_F(Search, OneStateAndTheLastState) {

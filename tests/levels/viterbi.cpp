@@ -283,6 +283,11 @@ TEST_P(ViterbiLevels, CostsOfWordDensities) {
     std::vector<std::int32_t> costs(7);
     kernels.wordCosts(exact, costs.data(), 7, 1024.0);
     EXPECT_EQ((std::vector<std::int32_t>{0, 8939, 0x1FFFFFFF, 0x1FFFFFFF, 0x1FFFFFFF, -616, 5867}), costs);
+    // Enough to show the last bits of the constant and of the logarithm.
+    const std::int32_t densities[] = {1, 3};
+    costs.resize(2);
+    kernels.wordCosts(densities, costs.data(), 2, 0x1p50);
+    EXPECT_EQ((std::vector<std::int32_t>{35720478, -2000941122}), costs);
 }
 
 /// What a search gives, and how many mixtures it evaluated by the definition.
