@@ -10,7 +10,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
 #include <limits>
+#include <memory>
 #include <vector>
 
 namespace qzk::test {
@@ -44,6 +46,22 @@ std::vector<std::size_t> requestedBytes(const FailingHeap &heap) {
     for (const Event &event : heap.events())
         if (event.kind == Event::allocated) bytes.push_back(event.bytes);
     return bytes;
+}
+
+template <class Record>
+std::vector<std::size_t> offsetsOf() {
+    return {offsetof(Record, weights),     offsetof(Record, means),    offsetof(Record, InverseCov),
+            offsetof(Record, InverseCovD), offsetof(Record, reserved), offsetof(Record, nMix),
+            offsetof(Record, useExpTables)};
+}
+
+TEST(MixtureServers, HaveTheirFieldsInOrder) {
+    constexpr std::size_t pointer = sizeof(void *);
+    const std::vector<std::size_t> offsets = {0,           pointer,     2 * pointer,    3 * pointer,
+                                              4 * pointer, 5 * pointer, 5 * pointer + 4};
+    EXPECT_EQ(offsets, offsetsOf<QZsGaussMixServer>());
+    EXPECT_EQ(offsets, offsetsOf<QZwGaussMixServer>());
+    EXPECT_EQ(5 * pointer + 8, offsetof(QZwGaussMixServer, scale));
 }
 
 TEST(MixtureServers, RecordWhatTheyAreGiven) {
@@ -204,6 +222,53 @@ TEST(Mixtures, FormsAreSumsOfSixtyFourBits) {
     EXPECT_EQ(rootOfInverseE, full(0x1p65f, -0x1p65f, 1.0f));
 }
 
+/// A component of these diagonals, or of these on the diagonal of a matrix, whose first columns hold `full`
+/// in the second row.
+Model<float> cancelling(const std::vector<float> &mean, const std::vector<float> &diagonal, bool full) {
+    Model<float> model = {{1.0f}, {mean}, {diagonal}, {}};
+    if (!full) return model;
+    std::vector<std::vector<float>> matrix(mean.size(), std::vector<float>(mean.size()));
+    for (std::size_t i = 1; i < mean.size(); ++i)
+        matrix[i][i] = diagonal[i];
+    matrix[1][1] = 0.0f;
+    matrix[1][0] = diagonal[0];
+    model.diagonals.clear();
+    model.matrices = {matrix};
+    return model;
+}
+
+/// Terms are rounded to 64 bits with each product. The first one is large, and those behind it take away what
+/// it is in this order: in another one, its last bit would be left.
+TEST(Mixtures, TermsAreProductsInTheirOrder) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    Random random;
+    int distinct = 0;
+    for (int round = 0; round < 200; ++round) {
+        const bool full = round % 2 != 0;
+        const auto inverse = static_cast<float>(random.real(1.0, 2.0));
+        // Differences of 45 bits or so.
+        const auto far = [&] { return static_cast<float>(random.real(0x1p20, 0x1p21)); };
+        const auto near = [&] { return static_cast<float>(random.real(-0x1p-1, 0x1p-1)); };
+        std::vector<float> x = {far(), far(), 1, 1, 1}, mean = {near(), near(), 0, 0, 0};
+        const long double d = static_cast<long double>(x[0]) - mean[0],
+                          e = static_cast<long double>(x[1]) - mean[1];
+        const long double square = d * d, row = d * inverse, column = e * inverse;
+        const long double term = full ? row * e : inverse * square, other = full ? column * d : row * d;
+        if (!full) x[1] = mean[1] = 0.0f;
+        long double rest = term;
+        std::vector<float> diagonal = {inverse, 1, 0, 0, 0};
+        for (std::size_t i = 2; i < 5; ++i) {
+            diagonal[i] = -static_cast<float>(rest);
+            rest += diagonal[i];
+        }
+        ASSERT_EQ(0.0L, rest);
+        distinct += term != other;
+        const Model<float> model = cancelling(mean, diagonal, full);
+        EXPECT_EQ(1.0, Server<float>(model).at(x)) << seed();
+    }
+    EXPECT_LT(20, distinct);
+}
+
 TEST(Mixtures, TheSumIsRoundedToDoubleWithEachComponent) {
     // 2^-24 * 2^-30 twice onto 1 is nothing, once 2^-53 + ... would be one unit.
     const Model<float> model = {{1.0f, 0x1p-53f, 0x1p-53f}, {{0}, {0}, {0}}, {{0}, {0}, {0}}, {}};
@@ -353,6 +418,8 @@ TEST(ExponentialTables, ReportWhenThereIsNoMemory) {
             EXPECT_EQ((Reports{noFractional, traceWords}), reports.all());
             EXPECT_EQ(0, expTablesBuilt);
             EXPECT_EQ(2, heap.live()) << "the first table stays";
+            { const Server<int16_t> unused(words, true); }
+            EXPECT_EQ(2, heap.live()) << "also when a server is released";
             QZSetStatus(QZ_StsOk);
             EXPECT_EQ(0, QZwEvalGaussMix(server.get(), &one, 1, QZ_ScaleWrap, &scale));
             EXPECT_EQ(1, expTablesBuilt);
@@ -373,6 +440,42 @@ TEST(ExponentialTables, AreBuiltInVainUnderANegativeStatus) {
     EXPECT_EQ(QZ_StsNoConv, QZGetStatus());
     EXPECT_EQ(static_cast<double>(reference::tableEntry(-1)), server.at({1.0f}));
     EXPECT_EQ(1u, reports.all().size());
+}
+
+TEST(ExponentialTables, AreUsedUnderAPositiveStatus) {
+    RecordedReports reports;
+    const Model<float> model = single(2.0f);
+    const Server<float> server(model, true);
+    QZSetStatus(7);
+    EXPECT_EQ(static_cast<double>(reference::tableEntry(-1)), server.at({1.0f}));
+    EXPECT_TRUE(reports.all().empty());
+}
+
+TEST(ExponentialTables, AreAskedForByAnyFlagButZero) {
+    const float one = 1.0f, inverse = 1.001f, mean = 0.0f;
+    const float *const rows[] = {&inverse}, *const means[] = {&mean};
+    for (const int32_t flag : {1, -3, std::numeric_limits<int32_t>::min()}) {
+        auto *const server = QZsInitGaussMixServer(&one, means, nullptr, rows, nullptr, 1, flag);
+        EXPECT_EQ(static_cast<double>(reference::tableEntry(-0.5L)), QZsEvalGaussMix(server, &one, 1));
+        EXPECT_EQ(1, expTablesBuilt);
+        QZsFreeGaussMixServer(server);
+        EXPECT_EQ(0, expTablesBuilt);
+    }
+}
+
+TEST(ExponentialTables, AreReleasedBeforeTheServer) {
+    FailingHeap heap;
+    const Model<float> model = single(1.0f);
+    auto server = std::make_unique<Server<float>>(model, true);
+    const void *const record = server->get();
+    EXPECT_LT(0.0, QZsEvalGaussMix(server->get(), std::vector<float>{1.0f}.data(), 1));
+    const void *const tables[] = {integralExpTable, fractionalExpTable};
+    const std::size_t made = heap.events().size();
+    server.reset();
+    ASSERT_EQ(made + 3, heap.events().size());
+    EXPECT_EQ(record, heap.events()[made + 2].block);
+    for (std::size_t i = 0; i < 2; ++i)
+        EXPECT_TRUE(heap.events()[made + i].block == tables[0] || heap.events()[made + i].block == tables[1]);
 }
 
 int32_t ignore(int32_t, const char *, const char *, const char *, int32_t) { return 0; }
