@@ -169,11 +169,13 @@ Power powerOf(const Base &base, DoubleDouble x) {
             static_cast<int>(n)};
 }
 
-/// value * 2^exponent rounded once, gradual underflow included.
+/// value * 2^exponent rounded once, gradual underflow included. Each ldexp is exact or overflows, since how
+/// it rounds is a matter of the C library.
 double rounded(Power power) {
     const int n = power.exponent;
-    const double result = std::ldexp(power.value.hi, n);
-    if (result >= std::numeric_limits<double>::min()) return result;
+    constexpr int lowestExponent = std::numeric_limits<double>::min_exponent - 1;
+    if (n > lowestExponent || (n == lowestExponent && power.value.hi >= 1.0))
+        return std::ldexp(power.value.hi, n);
     // Next to 2^52 units of the smallest subnormal number, the sum is rounded to whole units.
     const double offset = std::ldexp(0x1p52, -1074 - n);
     return std::ldexp((DoubleDouble(offset) + power.value).hi - offset, n);
