@@ -2,12 +2,13 @@
 #include "common/unaligned.hpp"
 #include "simd/extended.hpp"
 #include "simd/mixture_bounds.hpp"
+#include "simd/mixture_exponentials.hpp"
 #include "simd/vec.hpp"
 
-// Exponents in doubles with a bound of their error, those that matter to the last bit in extended precision
-// by the definition, then exponentials in pairs of doubles. The sum of the components is formed twice as it
-// is defined, from lower and from upper bounds of the exponentials: every step of it rises with them, so that
-// equal ends are the value. Where they differ, everything is done by the definition.
+// Exponents with a bound of their error, in floats where that is enough, else in doubles, those that matter
+// to the last bit in extended precision; then exponentials in pairs of doubles. The sum of the components is
+// formed twice as it is defined, from lower and from upper bounds of the exponentials: every step of it rises
+// with them, so that equal ends are the value. Where they differ, everything is done by the definition.
 namespace qzk::simd {
 namespace {
 
@@ -26,20 +27,26 @@ constexpr double unit = 0x1p-53;
 
 QZK_INLINE double magnitude(double value) { return value < 0.0 ? -value : value; }
 
-/// Calls use(i, mask) for vectors that cover dim elements, dim being a vector's length at least. The last one
-/// ends with them; the mask keeps what no other vector has.
-template <class Use>
-QZK_INLINE void forVectors(size_t dim, Use use) {
-    const auto all = splat<int64_t>(-1);
+/// Calls use(i, mask) for vectors of T that cover dim elements, dim being a vector's length at least. The
+/// last one ends with them; the mask, of integers of the same size, keeps what no other vector has.
+template <class T, class Integer, class Use>
+QZK_INLINE void forVectorsOf(size_t dim, Use use) {
+    constexpr size_t length = lanesOf<T>;
+    const auto all = splat<Integer>(-1);
     size_t i = 0;
-    for (; i + lanes <= dim; i += lanes)
+    for (; i + length <= dim; i += length)
         use(i, all);
     if (i == dim) return;
-    Vec<int64_t> number;
-    for (size_t lane = 0; lane < lanes; ++lane)
-        number[lane] = static_cast<int64_t>(lane);
-    const auto seen = splat(static_cast<int64_t>(i + lanes - dim));
-    use(dim - lanes, (Vec<int64_t>)(number >= seen));
+    Vec<Integer> number;
+    for (size_t lane = 0; lane < length; ++lane)
+        number[lane] = static_cast<Integer>(lane);
+    const auto seen = splat(static_cast<Integer>(i + length - dim));
+    use(dim - length, (Vec<Integer>)(number >= seen));
+}
+
+template <class Use>
+QZK_INLINE void forVectors(size_t dim, Use use) {
+    forVectorsOf<double, int64_t>(dim, use);
 }
 
 /// A sum of terms and the sum of their magnitudes.
@@ -121,6 +128,35 @@ QZK_INLINE Form diagonalForm(const double *wide, const float *x, const float *me
     return {form, form};
 }
 
+QZK_INLINE float total(Vec<float> v) {
+#if QZK_SIMD_LEVEL == 1
+    const auto four = (__m128)v;
+#else
+#if QZK_SIMD_LEVEL == 2
+    const auto eight = (__m256)v;
+#else
+    const __m256 eight =
+        _mm256_add_ps(_mm512_castps512_ps256((__m512)v), _mm512_extractf32x8_ps((__m512)v, 1));
+#endif
+    const __m128 four = _mm_add_ps(_mm256_castps256_ps128(eight), _mm256_extractf128_ps(eight, 1));
+#endif
+    const __m128 two = _mm_add_ps(four, _mm_movehl_ps(four, four));
+    return two[0] + two[1];
+}
+
+/// The same in floats, of at least a vector's length. A not-a-number where an inverse variance is negative.
+QZK_INLINE float roughForm(const float *x, const float *mean, const float *diagonal, size_t dim) {
+    Vec<float> sum = {};
+    Vec<std::int32_t> signs = {};
+    forVectorsOf<float, std::int32_t>(
+        dim, [&](size_t i, Vec<std::int32_t> mask) __attribute__((always_inline)) {
+            const Vec<float> d = load(x + i) - load(mean + i), term = load(diagonal + i) * (d * d);
+            sum += (Vec<float>)((Vec<std::int32_t>)term & mask);
+            signs |= (Vec<std::int32_t>)term;
+        });
+    return anySign(signs) ? __builtin_nanf("") : total(sum);
+}
+
 #if QZK_SIMD_LEVEL >= 2
 
 /// As many words as a vector has 32-bit integers, widened.
@@ -198,140 +234,34 @@ QZK_INLINE Form fullForm(const T *x, const T *mean, const T *const *rows, size_t
     return totals(sum, sizes);
 }
 
-/// 2^(j/64) in two parts, of which the first has 26 bits.
-alignas(64) constexpr double powers[64][2] = {
-    {0x1.0000000000000p+0, 0x0.0p+0},
-    {0x1.02c9a38000000p+0, 0x1.9de0183b9bdf3p-26},
-    {0x1.059b0d0000000p+0, 0x1.8ac2ba1d73e2ap-27},
-    {0x1.0874518000000p+0, 0x1.d66f20230d7c9p-30},
-    {0x1.0b55868000000p+0, 0x1.3e6243d8a62e5p-26},
-    {0x1.0e3ec30000000p+0, 0x1.69e8d10103a17p-27},
-    {0x1.11301d0000000p+0, 0x1.25b50a4ebbf1bp-32},
-    {0x1.1429aa8000000p+0, 0x1.aa4b77ecd0406p-26},
-    {0x1.172b838000000p+0, 0x1.1f545eb737df2p-26},
-    {0x1.1a35be8000000p+0, 0x1.b7e5ba9e5b4c8p-27},
-    {0x1.1d48730000000p+0, 0x1.68b9aa7805b80p-28},
-    {0x1.2063b88000000p+0, 0x1.8a3358ee3bac1p-30},
-    {0x1.2387a68000000p+0, 0x1.9d588e19b07ebp-26},
-    {0x1.26b4560000000p+0, 0x1.789f37495e99dp-26},
-    {0x1.29e9df0000000p+0, 0x1.47f7b84b09745p-26},
-    {0x1.2d285a0000000p+0, 0x1.b900c2d002475p-26},
-    {0x1.306fe08000000p+0, 0x1.18db8a96f46adp-27},
-    {0x1.33c08b0000000p+0, 0x1.320b7fa64e431p-27},
-    {0x1.371a730000000p+0, 0x1.ceaa72a9c5154p-26},
-    {0x1.3a7db30000000p+0, 0x1.3967fdba86f25p-26},
-    {0x1.3dea648000000p+0, 0x1.048d088d6d049p-26},
-    {0x1.4160a20000000p+0, 0x1.f72e29f84325cp-28},
-    {0x1.44e0860000000p+0, 0x1.8624b40c4dbd0p-30},
-    {0x1.486a2b0000000p+0, 0x1.704f3404f068fp-26},
-    {0x1.4bfdad0000000p+0, 0x1.4d8a89c750e5fp-26},
-    {0x1.4f9b270000000p+0, 0x1.a74b29ab4cf63p-26},
-    {0x1.5342b50000000p+0, 0x1.a753e077c2a0fp-26},
-    {0x1.56f4730000000p+0, 0x1.ad49f699bb2c0p-26},
-    {0x1.5ab07d8000000p+0, 0x1.52150a56324c0p-26},
-    {0x1.5e76f10000000p+0, 0x1.6b48521ba6f93p-26},
-    {0x1.6247eb0000000p+0, 0x1.d2ac258f87d03p-31},
-    {0x1.6623880000000p+0, 0x1.2a91124893ecfp-27},
-    {0x1.6a09e60000000p+0, 0x1.9fcef32422cbfp-26},
-    {0x1.6dfb238000000p+0, 0x1.19468bbc8838bp-26},
-    {0x1.71f75e8000000p+0, 0x1.d8bee7ba46e1ep-29},
-    {0x1.75feb50000000p+0, 0x1.9099f22fdba6bp-26},
-    {0x1.7a11470000000p+0, 0x1.f580c36bea881p-27},
-    {0x1.7e2f330000000p+0, 0x1.b3d398841740bp-26},
-    {0x1.8258998000000p+0, 0x1.4cce128acf88bp-28},
-    {0x1.868d998000000p+0, 0x1.a2497640720edp-27},
-    {0x1.8ace540000000p+0, 0x1.15506dadd3e2bp-27},
-    {0x1.8f1ae98000000p+0, 0x1.1577362b98274p-28},
-    {0x1.93737b0000000p+0, 0x1.9b8bc9e8a0388p-29},
-    {0x1.97d8298000000p+0, 0x1.f79393e2e7a48p-26},
-    {0x1.9c49180000000p+0, 0x1.51f8480e3e236p-27},
-    {0x1.a0c6678000000p+0, 0x1.aef2b2594d6d4p-27},
-    {0x1.a5503b0000000p+0, 0x1.1f12ae45a1225p-27},
-    {0x1.a9e6b50000000p+0, 0x1.5e7f6fd0fac91p-26},
-    {0x1.ae89f98000000p+0, 0x1.5ad3ad5e8734dp-28},
-    {0x1.b33a2b8000000p+0, 0x1.3c57ebdaff43ap-30},
-    {0x1.b7f76f0000000p+0, 0x1.7daf237553d84p-27},
-    {0x1.bcc1e90000000p+0, 0x1.2f074891ee83dp-30},
-    {0x1.c199bd8000000p+0, 0x1.6154a7088832cp-26},
-    {0x1.c67f128000000p+0, 0x1.95f452d2884e0p-26},
-    {0x1.cb720d8000000p+0, 0x1.3be41a4540f2fp-26},
-    {0x1.d072d48000000p+0, 0x1.03c4bdc687918p-27},
-    {0x1.d5818d8000000p+0, 0x1.3ee921c976817p-26},
-    {0x1.da9e600000000p+0, 0x1.ed9942b84600dp-27},
-    {0x1.dfc9730000000p+0, 0x1.bdcdaf5cb4656p-27},
-    {0x1.e502ee0000000p+0, 0x1.e2cffd89cf44cp-26},
-    {0x1.ea4afa0000000p+0, 0x1.52486cc2c7b9dp-27},
-    {0x1.efa1be8000000p+0, 0x1.985689ddc7f48p-26},
-    {0x1.f507658000000p+0, 0x1.b722a033a7c26p-27},
-    {0x1.fa7c180000000p+0, 0x1.9e90d82e90a7ep-28},
-};
-
-/// e^x = sum.hi + sum.lo up to a relative error below 2^-66, for x = hi + lo with |hi| <= 650 and |lo| at
-/// most an ulp of hi.
-///
-/// x = k ln(2)/64 + r, |r| < 2^-7.5. ln(2)/64 has three parts; the first two of 36 bits each, whose products
-/// with k, of 16 bits, are exact. Of e^r - 1 = r + p, p < 2^-16 is evaluated in double with an error of three
-/// roundings, below 2^-67.4; what the last term leaves out is below 2^-75. The product with 2^(j/64) loses
-/// five roundings of parts below 2^-16, at most 2^-69 each.
-QZK_INLINE void exponentials(Doubles hi, Doubles lo, Doubles &resultHi, Doubles &resultLo) {
-    const Doubles shift = splat(0x1.8p52);
-    const Doubles shifted = hi * splat(0x1.71547652b82fep+6) + shift, k = shifted - shift;
-    const auto index = (Vec<int64_t>)shifted - (Vec<int64_t>)shift;
-
-    const Doubles near = hi - k * splat(0x1.62e42fefa0000p-7), second = k * splat(0x1.cf79abc9e0000p-46);
-    const Doubles rest = near - second, used = near - rest;
-    const Doubles error = (near - (rest + used)) + (used - second);
-    const Doubles tail = (error - k * splat(0x1.d9cc01f97b57ap-85)) + lo;
-    const Doubles r = rest + tail, rLow = tail - (r - rest);
-
-    Doubles p = splat(1.0 / 5040) + r * splat(1.0 / 40320);
-    p = splat(1.0 / 720) + r * p;
-    p = splat(1.0 / 120) + r * p;
-    p = splat(1.0 / 24) + r * p;
-    p = splat(1.0 / 6) + r * p;
-    p = splat(0.5) + r * p;
-    const Doubles q = (r * r) * p + (rLow + r * rLow);
-
-    Doubles high, low;
-    for (size_t lane = 0; lane < lanes; ++lane) {
-        const double *const power = powers[index[lane] & 63];
-        high[lane] = power[0];
-        low[lane] = power[1];
-    }
-    // 26 bits of r, so that the product with those of the power is exact.
-    const Doubles splitter = r * splat(0x1p27 + 1.0);
-    const Doubles rHigh = splitter - (splitter - r), rRest = r - rHigh;
-    const Doubles product = high * rHigh, sum = high + product;
-    const Doubles sumLow = (product - (sum - high)) + low;
-    const Doubles small = (high * rRest + low * r) + (high + low) * q;
-    const Doubles all = sumLow + small, result = sum + all;
-    const auto exponent = (index >> 6) + splat<int64_t>(1023);
-    const auto scale = (Doubles)(exponent << 52);
-    resultHi = result * scale;
-    resultLo = (all - (result - sum)) * scale;
-}
-
 /// One mixture while it is evaluated: exponents as hi + lo with a bound of their error, exponentials alike.
 struct Components {
     alignas(64) double hi[mostComponents], lo[mostComponents], bound[mostComponents];
     alignas(64) double powerHi[mostComponents], powerLo[mostComponents], powerBound[mostComponents];
+    alignas(64) double weight[mostComponents]; // magnitudes
 };
 
 constexpr double smallest = -650.0;          // from here on exponentials count as 0 or so
-constexpr double powerOfSmallest = 0x1p-937; // above e^-650
+constexpr double powerOfSmallest = 0x1p-937; // above e^-649.5
 constexpr double errorOfPower = 0x1p-65;     // twice that of exponentials()
+constexpr double errorOfDouble = 0x1p-48;    // twice that of exponential()
 
-/// Of the block of components from m on.
+/// Of the block of components from m on. Rough exponents need no more than doubles.
+template <bool roughly>
 QZK_INLINE void computePowers(Components &c, size_t m) {
     const Doubles hi = load(c.hi + m);
     const auto vanishes = (Vec<int64_t>)(hi < splat(smallest));
     const auto keep = [&](Doubles v) __attribute__((always_inline)) {
         return (Doubles)(~vanishes & (Vec<int64_t>)v);
     };
-    Doubles powerHi, powerLo;
-    exponentials(keep(hi), keep(load(c.lo + m)), powerHi, powerLo);
-    // e^b - 1 < 1.001 b for b < 2^-10.
-    const Doubles bound = powerHi * (splat(1.001) * load(c.bound + m) + splat(errorOfPower));
+    Doubles powerHi, powerLo = {};
+    if (roughly)
+        powerHi = exponential(keep(hi));
+    else
+        exponentials(keep(hi), keep(load(c.lo + m)), powerHi, powerLo);
+    // e^b - 1 < 1.3 b for b < 1/2.
+    const auto own = splat(roughly ? errorOfDouble : errorOfPower);
+    const Doubles bound = powerHi * (splat(1.3) * load(c.bound + m) + own);
     store(c.powerHi + m, keep(powerHi));
     store(c.powerLo + m, keep(powerLo));
     store(c.powerBound + m,
@@ -373,6 +303,8 @@ template <class T>
         const long double high = c.powerHi[m];
         lower = static_cast<double>(lower + (high + (c.powerLo[m] - bound)) * weight);
         upper = static_cast<double>(upper + (high + (c.powerLo[m] + bound)) * weight);
+        // Rounded on their way to memory, from where the next step takes them.
+        __asm__("" : "+m"(lower), "+m"(upper));
     }
     value = lower;
     uint64_t lowerBits, upperBits;
@@ -381,47 +313,164 @@ template <class T>
     return lowerBits == upperBits;
 }
 
-/// Replaces, by the definition, the exponents whose error moves the sum by more than `share` of it; whether
-/// there were any.
+/// With u = 2^-53, each term of a form has an error of at most 5 u, and the sum one for each addition that
+/// follows another: with the rows of a full form these are those within a row, those of rows, and three of
+/// the lanes; below a vector's length all are. In extended precision each of the n or n^2 additions has an
+/// error of 2^-64 of the sum of the magnitudes, and each term less than 4 of these. Exponents are half of the
+/// forms.
+QZK_INLINE double errorInDoubles(bool full, size_t dim) {
+    const size_t terms = full ? dim * dim : dim;
+    const size_t additions = dim < lanes ? terms : dim / lanes + (full ? dim : 0);
+    return (static_cast<double>(additions) + 16.0) * 0x1p-54 + static_cast<double>(terms) * 0x1p-65;
+}
+
+/// x - mean in doubles; false if one has more bits.
+QZK_INLINE bool differencesOf(const float *x, const float *mean, size_t dim, double *d) {
+    bool exact = true;
+    const auto isExact = [](double a, double b, double difference) __attribute__((always_inline)) {
+        return a - difference == b && b + difference == a;
+    };
+    if (dim < lanes) {
+        for (size_t i = 0; i < dim; ++i) {
+            const double a = elementAt(x, i), b = elementAt(mean, i);
+            d[i] = a - b;
+            exact = exact && isExact(a, b, d[i]);
+        }
+        return exact;
+    }
+    Vec<int64_t> inexact = {};
+    forVectors(
+        dim, [&](size_t i, Vec<int64_t>) __attribute__((always_inline)) {
+            const Doubles a = loadWidened(x + i), b = loadWidened(mean + i), difference = a - b;
+            inexact |= (a - difference != b) | (b + difference != a);
+            store(d + i, difference);
+        });
+    return !anySign(inexact);
+}
+
+/// Components whose forms are computed side by side, as each is one chain of additions.
+constexpr size_t atOnce = 2;
+
+struct Differences {
+    alignas(64) double of[atOnce][mostDimensions];
+};
+
+/// The exponents of n components in extended precision, operation by operation as they are defined.
+template <size_t n>
+[[gnu::noinline]] void extendedExponents(const Mixture<float> &mixture, const size_t *m, const Differences &d,
+                                         size_t dim, Components &c) {
+    const bool full = mixture.inverseCovD == nullptr;
+    long double forms[n] = {};
+    for (size_t i = 0; !full && i < dim; ++i)
+        for (size_t k = 0; k < n; ++k) {
+            const long double difference = d.of[k][i];
+            forms[k] += elementAt(mixture.inverseCovD[m[k]], i) * (difference * difference);
+        }
+    for (size_t r = 0; full && r < dim; ++r)
+        for (size_t i = 0; i < dim; ++i)
+            for (size_t k = 0; k < n; ++k)
+                forms[k] += static_cast<long double>(d.of[k][i]) * elementAt(mixture.inverseCov[m[k]][r], i) *
+                            d.of[k][r];
+    for (size_t k = 0; k < n; ++k) {
+        const long double exponent = -0.5L * (full && forms[k] < 0 ? -forms[k] : forms[k]);
+        c.hi[m[k]] = static_cast<double>(exponent);
+        c.lo[m[k]] = static_cast<double>(exponent - c.hi[m[k]]);
+        c.bound[m[k]] = 0.0;
+    }
+}
+
+/// Finds the exponents of these components as they are defined.
+QZK_INLINE void defineExponents(const Mixture<float> &mixture, const size_t *chosen, size_t count,
+                                const float *x, size_t dim, Components &c) {
+    Differences d;
+    size_t pending[atOnce], waiting = 0;
+    for (size_t i = 0; i < count; ++i) {
+        const size_t m = chosen[i];
+        if (!differencesOf(x, mixture.means[m], dim, d.of[waiting])) {
+            plain::exponentOf(mixture, m, x, dim, c.hi[m], c.lo[m]);
+            c.bound[m] = 0.0;
+            continue;
+        }
+        pending[waiting++] = m;
+        if (waiting < atOnce) continue;
+        extendedExponents<atOnce>(mixture, pending, d, dim, c);
+        waiting = 0;
+    }
+    if (waiting > 0) extendedExponents<1>(mixture, pending, d, dim, c);
+}
+
+/// Exponents of words are exact.
+QZK_INLINE void defineExponents(const Mixture<int16_t> &, const size_t *, size_t, const int16_t *, size_t,
+                                Components &) {}
+
+/// In doubles where that is enough of a component that has this share of `most`, which is what its error may
+/// be.
+QZK_INLINE bool computeExponent(const Mixture<float> &mixture, size_t m, const float *x, size_t dim,
+                                double share, double most, Components &c) {
+    if (mixture.inverseCovD == nullptr || share * errorInDoubles(false, dim) * -c.hi[m] > 0.5 * most)
+        return false;
+    const Form form = diagonalForm(x, mixture.means[m], mixture.inverseCovD[m], dim);
+    c.hi[m] = -0.5 * form.sum;
+    c.bound[m] = errorInDoubles(false, dim) * form.magnitudes;
+    return true;
+}
+
+QZK_INLINE bool computeExponent(const Mixture<int16_t> &, size_t, const int16_t *, size_t, double, double,
+                                Components &) {
+    return false;
+}
+
+/// Improves the exponents whose error moves the sum by more than `share` of it; whether there were any.
 template <class T>
 QZK_INLINE bool refine(const Mixture<T> &mixture, const T *x, size_t dim, double share, Components &c) {
-    double sum = 0.0;
-    for (size_t m = 0; m < mixture.components; ++m)
-        sum += c.powerHi[m] * magnitude(elementAt(mixture.weights, m));
+    const size_t n = mixture.components;
+    Doubles sums = {};
+    for (size_t m = 0; m < n; m += lanes)
+        sums += load(c.powerHi + m) * load(c.weight + m);
+    const double most = share * totals(sums, sums).sum;
     bool refined = false;
-    for (size_t block = 0; block < mixture.components; block += lanes) {
-        bool stale = false;
-        for (size_t m = block; m < block + lanes && m < mixture.components; ++m)
-            if (c.bound[m] > 0.0 &&
-                c.powerBound[m] * magnitude(elementAt(mixture.weights, m)) > share * sum) {
-                plain::exponentOf(mixture, m, x, dim, c.hi[m], c.lo[m]);
-                c.bound[m] = 0.0;
-                stale = true;
-            }
-        if (stale) computePowers(c, block);
-        refined |= stale;
+    for (size_t block = 0; block < n; block += lanes) {
+        const Doubles moved = load(c.powerBound + block) * load(c.weight + block);
+        auto left = signsOf(moved > most);
+        if (left == 0) continue;
+        size_t chosen[lanes], count = 0;
+        for (; left != 0; left &= left - 1) {
+            const size_t m = block + static_cast<size_t>(__builtin_ctz(left));
+            if (c.bound[m] > 0.0 && !computeExponent(mixture, m, x, dim, c.powerHi[m] * c.weight[m], most, c))
+                chosen[count++] = m;
+        }
+        defineExponents(mixture, chosen, count, x, dim, c);
+        computePowers<false>(c, block);
+        refined = true;
     }
     return refined;
 }
 
-/// Exponents of floats: with u = 2^-53, the terms of a diagonal form have an error of 4 u each and their sum
-/// one of n u at most; those of a full form n + 2 and n more. In extended precision each of the n or n^2
-/// additions has an error of 2^-64 of the sum of the magnitudes, and each term less than 4 of these. Floats
-/// are too near to 1 for products of three to leave the range of doubles.
+/// Exponents of floats, which are too near to 1 for products of three to leave the range of doubles. Where a
+/// sum leaves that of floats it is infinite, and not used; what is lost to underflow is below 2^-149 times an
+/// inverse variance for each element. The other errors are those of doubles with u = 2^-24.
 QZK_INLINE bool findExponents(const Mixture<float> &mixture, const float *x, size_t dim, Components &c) {
     alignas(64) double work[mostDimensions]; // differences, or x as doubles
     const bool full = mixture.inverseCovD == nullptr;
     if (dim > mostDimensions) return false;
-    if (!full)
-        for (size_t i = 0; i < dim; ++i)
-            work[i] = elementAt(x, i);
-    const auto n = static_cast<double>(dim);
-    const double error = full ? (2.0 * n + 16.0) * unit + n * n * 0x1p-64 : (n + 16.0) * unit;
+    const bool roughly = !full && mixture.tables == nullptr && dim >= lanesOf<float>;
+    const double roughError = (static_cast<double>(dim / lanesOf<float>) + 16.0) * 0x1p-25;
+    const double lost = static_cast<double>(dim) * 0x1p-22, error = errorInDoubles(full, dim);
+    bool isWide = full;
     for (size_t m = 0; m < mixture.components; ++m) {
+        c.lo[m] = 0.0;
+        if (roughly) {
+            const double form = roughForm(x, mixture.means[m], mixture.inverseCovD[m], dim);
+            c.hi[m] = -0.5 * form;
+            c.bound[m] = roughError * form + lost;
+            if (c.bound[m] < 0.5) continue;
+        }
+        for (size_t i = 0; !isWide && i < dim; ++i)
+            work[i] = elementAt(x, i);
+        isWide = true;
         const Form form = full ? fullForm(x, mixture.means[m], mixture.inverseCov[m], dim, work)
                                : diagonalForm(work, x, mixture.means[m], mixture.inverseCovD[m], dim);
         c.hi[m] = -0.5 * (full ? magnitude(form.sum) : form.sum);
-        c.lo[m] = 0.0;
         c.bound[m] = error * form.magnitudes;
         if (!(c.bound[m] < 0x1p-10 && c.hi[m] < -smallest)) return false;
     }
@@ -454,10 +503,13 @@ QZK_INLINE bool evaluateBounded(const Mixture<T> &mixture, const T *x, size_t di
     if (n == 0 || n > mostComponents || !findExponents(mixture, x, dim, c)) return false;
     if (mixture.tables != nullptr)
         return lookUpPowers(*mixture.tables, c, n) && sumUp(mixture.weights, c, n, value);
+    for (size_t m = 0; m < n; ++m)
+        c.weight[m] = magnitude(elementAt(mixture.weights, m));
     for (size_t m = n; m % lanes != 0; ++m)
-        c.hi[m] = c.lo[m] = c.bound[m] = 0.0;
+        c.hi[m] = c.lo[m] = c.bound[m] = c.weight[m] = 0.0;
+    constexpr bool roughly = sizeof(T) == sizeof(float);
     for (size_t m = 0; m < n; m += lanes)
-        computePowers(c, m);
+        computePowers<roughly>(c, m);
     refine(mixture, x, dim, 0x1p-59, c);
     if (sumUp(mixture.weights, c, n, value)) return true;
     return refine(mixture, x, dim, 0x1p-70, c) && sumUp(mixture.weights, c, n, value);

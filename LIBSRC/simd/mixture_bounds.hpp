@@ -32,13 +32,24 @@ struct Exponents {
     double error;
 };
 
-QZK_INLINE bool anySign(Vec<std::int64_t> v) {
+/// One bit for each lane.
+QZK_INLINE unsigned signsOf(Vec<std::int64_t> v) {
 #if QZK_SIMD_LEVEL == 1
-    return _mm_movemask_pd((__m128d)v) != 0;
+    return static_cast<unsigned>(_mm_movemask_pd((__m128d)v));
 #elif QZK_SIMD_LEVEL == 2
-    return _mm256_movemask_pd((__m256d)v) != 0;
+    return static_cast<unsigned>(_mm256_movemask_pd((__m256d)v));
 #else
-    return _mm512_movepi64_mask((__m512i)v) != 0;
+    return _mm512_movepi64_mask((__m512i)v);
+#endif
+}
+QZK_INLINE bool anySign(Vec<std::int64_t> v) { return signsOf(v) != 0; }
+QZK_INLINE bool anySign(Vec<std::int32_t> v) {
+#if QZK_SIMD_LEVEL == 1
+    return _mm_movemask_ps((__m128)v) != 0;
+#elif QZK_SIMD_LEVEL == 2
+    return _mm256_movemask_ps((__m256)v) != 0;
+#else
+    return _mm512_movepi32_mask((__m512i)v) != 0;
 #endif
 }
 
