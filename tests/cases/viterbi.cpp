@@ -521,6 +521,38 @@ TEST_F(Search, TablesOfMixturesThatFindNoMemory) {
     EXPECT_EQ(id, bestId);
 }
 
+/// All states of a frame come before the next frame: where the tables cannot be had at once, the second
+/// mixture builds them, and both have no density in the first frame alone.
+TEST_F(Search, MixturesAreEvaluatedFrameByFrame) {
+    const float quarter = 0.25f, one = 1.0f, zero = 0.0f;
+    QZsGaussMixServer *const servers[] = {mixture(&quarter), mixture(&one, 1), mixture(&one, 1)};
+    const Matrix<float> a(3, 3, 0), step(1, 1, 0), b = {{0.4f, 0.5f, 0.25f}};
+    const float pi[] = {0, 0, 0};
+    const std::int32_t continuous = QZsInitContHMMServer(a.rows(), pi, servers, 3, 1, QZ_HMMCost),
+                       shared =
+                           QZsInitSemicontHMMServer(step.rows(), b.rows(), pi, servers, 1, 3, 1, QZ_HMMCost);
+    const float *const observations[] = {&zero, &zero};
+    const auto withoutTable = [&](auto evaluate, std::int32_t id) {
+        reports.clear();
+        mixture(&one, 1);
+        const FailingHeap heap(1); // the first table, behind a buffer
+        const float cost = evaluate(id, observations, 2, &bestId);
+        EXPECT_EQ((std::vector<Report>{
+                      {QZ_StsNoMem, "BuildExpTables", "insufficiency of memory for pointer  integralExpTable",
+                       "..\\LIBSRC\\QZ_GAUSS", 64},
+                      {QZ_StsBackTrace, "QZsEvalGaussMix", "", "..\\LIBSRC\\QZ_GAUSS", 442},
+                      {QZ_StsBackTrace, "QZsEvalGaussMix", "", "..\\LIBSRC\\QZ_GAUSS", 442}}),
+                  reports.all());
+        QZsFreeGaussMixServer(mixtures.back()); // and the tables
+        mixtures.pop_back();
+        return cost;
+    };
+    const auto costOf = [](double density) { return static_cast<float>(-std::log10(density)); };
+    EXPECT_EQ(costOf(0.25), withoutTable(QZsEvalContHMMViterbi, continuous));
+    const double first = static_cast<double>(0.4f) * 0.25;
+    EXPECT_EQ(costOf(first) + costOf(first + 0.75), withoutTable(QZsEvalSemicontHMMViterbi, shared));
+}
+
 TEST_F(Search, FailedAllocations) {
     const std::int32_t id = floats(generalSteps, symbolCosts, {1, 2}), inWords = words({{1}}, {{1}}, {1});
     {

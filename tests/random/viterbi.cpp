@@ -217,10 +217,11 @@ TYPED_TEST(Paths, ContinuousAndSemicontinuous) {
         for (int round = 0; round < 100; ++round) {
             const std::int32_t kind = std::vector{0, QZ_HMMLeftRight, QZ_HMMBakis}[this->random.index(3)];
             const bool small = round % 2 == 0;
-            // Now and then more states, and more of a codebook, than are computed at once.
+            // Now and then more states, more of a codebook and more frames than are computed at once.
             const std::size_t most = round % 11 == 0 ? 300 : 20, n = 1 + this->random.index(small ? 4 : most),
                               S = 1 + this->random.index(round % 13 == 0 ? 300 : 6),
-                              frames = 1 + this->random.index(5), dim = 1 + this->random.index(3);
+                              frames = 1 + this->random.index(!small && round % 5 == 0 ? 100 : 5),
+                              dim = 1 + this->random.index(3);
             this->ties = this->random.index(2) == 0;
             const Matrix<T> a = this->steps(n, kind);
             const std::vector<T> pi = this->costs(n);
