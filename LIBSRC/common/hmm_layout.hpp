@@ -8,6 +8,7 @@
 #include "qzk.h"
 #include "simd/viterbi.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -112,7 +113,8 @@ std::size_t packedTransitionBytes(std::int32_t topology, std::int64_t n) {
 
 inline std::size_t laneBytes(std::int32_t topology, std::int64_t n) {
     const auto stride = static_cast<std::int64_t>(simd::viterbiStride(static_cast<std::size_t>(n)));
-    return arrayBytes(topology == QZ_HMMBakis ? 3 : n, arrayBytes(stride, 4));
+    const std::int64_t rows = topology == QZ_HMMBakis ? 3 : topology == QZ_HMMLeftRight ? n : n + 1;
+    return arrayBytes(rows, arrayBytes(stride, 4));
 }
 
 template <class Element>
@@ -168,6 +170,10 @@ void packLanes(CostOf<Element> *lanes, Rows<Element> a, std::int64_t n, std::int
     for (std::int64_t i = 0; i < n; ++i)
         for (std::int64_t j = topology == QZ_HMMLeftRight ? i : 0; j < n; ++j)
             lanes[i * stride + j] = a[i][j];
+    if (topology == QZ_HMMLeftRight) return;
+    for (std::int64_t i = 0; i < n; ++i)
+        lanes[n * stride + i] =
+            *std::min_element(lanes + i * stride, lanes + i * stride + n, simd::isLess<CostOf<Element>>);
 }
 
 /// Row pointers and rows of packed outputs: per symbol the costs of all states (discrete), or per state the

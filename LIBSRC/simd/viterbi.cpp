@@ -25,16 +25,22 @@ QZK_INLINE Quad lesser(Quad a, Quad b) {
     const Quad less = a < b;
     return (a & less) | (b & ~less);
 }
+QZK_INLINE Words greater(Words a, Words b) {
+    const Words less = a < b;
+    return (b & less) | (a & ~less);
+}
 #else
 QZK_INLINE Quad lesser(Quad a, Quad b) { return (Quad)_mm_min_epi32((__m128i)a, (__m128i)b); }
 #endif
-QZK_INLINE bool anySign(Quad v) { return _mm_movemask_ps((__m128)v) != 0; }
+QZK_INLINE unsigned signs(Quad v) { return static_cast<unsigned>(_mm_movemask_ps((__m128)v)); }
 #if QZK_SIMD_LEVEL == 2
 QZK_INLINE Words lesser(Words a, Words b) { return (Words)_mm256_min_epi32((__m256i)a, (__m256i)b); }
-QZK_INLINE bool anySign(Words v) { return _mm256_movemask_ps((__m256)v) != 0; }
+QZK_INLINE Words greater(Words a, Words b) { return (Words)_mm256_max_epi32((__m256i)a, (__m256i)b); }
+QZK_INLINE unsigned signs(Words v) { return static_cast<unsigned>(_mm256_movemask_ps((__m256)v)); }
 #elif QZK_SIMD_LEVEL == 3
 QZK_INLINE Words lesser(Words a, Words b) { return (Words)_mm512_min_epi32((__m512i)a, (__m512i)b); }
-QZK_INLINE bool anySign(Words v) { return _mm512_movepi32_mask((__m512i)v) != 0; }
+QZK_INLINE Words greater(Words a, Words b) { return (Words)_mm512_max_epi32((__m512i)a, (__m512i)b); }
+QZK_INLINE unsigned signs(Words v) { return _mm512_movepi32_mask((__m512i)v); }
 #endif
 
 template <class Cost>
@@ -54,17 +60,50 @@ QZK_INLINE Words splatBits(const Cost *from) {
     return splat(word);
 }
 
+/// All bits of the lanes from `first` on.
+QZK_INLINE Words lanesFrom(std::size_t first) {
+    Words numbers;
+    for (std::size_t i = 0; i < lanes; ++i)
+        numbers[i] = static_cast<std::int32_t>(i);
+    return numbers >= splat(static_cast<std::int32_t>(first));
+}
+
 /// The lesser from the lane `first` on, a before.
 QZK_INLINE Words lesserFrom(std::size_t first, Words a, Words b) {
 #if QZK_SIMD_LEVEL == 3
     const auto mask = static_cast<__mmask16>(0xFFFFu << first);
     return (Words)_mm512_mask_min_epi32((__m512i)a, mask, (__m512i)a, (__m512i)b);
 #else
-    Words numbers;
-    for (std::size_t i = 0; i < lanes; ++i)
-        numbers[i] = static_cast<std::int32_t>(i);
-    const Words before = numbers < splat(static_cast<std::int32_t>(first));
-    return lesser(a, (b & ~before) | (before & largest));
+    const Words behind = lanesFrom(first);
+    return lesser(a, (b & behind) | (~behind & largest));
+#endif
+}
+
+/// The lane that prevails over all others, in every lane.
+template <class Choose>
+QZK_INLINE Words inAllLanes(Words v, Choose choose) {
+#if QZK_SIMD_LEVEL == 3
+    v = choose(v, (Words)_mm512_shuffle_i64x2((__m512i)v, (__m512i)v, 0x4E));
+    v = choose(v, (Words)_mm512_shuffle_i64x2((__m512i)v, (__m512i)v, 0xB1));
+    v = choose(v, (Words)_mm512_shuffle_epi32((__m512i)v, _MM_PERM_BADC));
+    return choose(v, (Words)_mm512_shuffle_epi32((__m512i)v, _MM_PERM_CDAB));
+#elif QZK_SIMD_LEVEL == 2
+    v = choose(v, (Words)_mm256_permute2x128_si256((__m256i)v, (__m256i)v, 1));
+    v = choose(v, (Words)_mm256_shuffle_epi32((__m256i)v, 0x4E));
+    return choose(v, (Words)_mm256_shuffle_epi32((__m256i)v, 0xB1));
+#else
+    v = choose(v, (Words)_mm_shuffle_epi32((__m128i)v, 0x4E));
+    return choose(v, (Words)_mm_shuffle_epi32((__m128i)v, 0xB1));
+#endif
+}
+
+/// Bit i: lane i of v is at least `from` and less than `to`.
+QZK_INLINE unsigned lanesBetween(Words from, Words v, Words to) {
+#if QZK_SIMD_LEVEL == 3
+    return _mm512_mask_cmplt_epi32_mask(_mm512_cmple_epi32_mask((__m512i)from, (__m512i)v), (__m512i)v,
+                                        (__m512i)to);
+#else
+    return signs((v >= from) & (v < to));
 #endif
 }
 
@@ -79,6 +118,10 @@ struct FloatSums {
     template <class V>
     QZK_INLINE V output(V a, V b) {
         return step(a, b);
+    }
+    /// A little more than the difference.
+    QZK_INLINE Words margin(Words a, Words b) {
+        return (Words)((Vec<float>)a * (1.0f + 0x1p-20f) - (Vec<float>)b);
     }
 };
 
@@ -106,6 +149,9 @@ struct SaturatingSums {
     QZK_INLINE V output(V a, V b) {
         return step(a, b);
     }
+    QZK_INLINE Words margin(Words a, Words b) {
+        return (Words)((Vec<std::uint32_t>)a - (Vec<std::uint32_t>)b + 1);
+    }
 };
 
 /// Plain sums, which are the same as long as all path costs are far from the ends of the range: steps have 16
@@ -121,6 +167,7 @@ struct ShortSums {
     QZK_INLINE V output(V a, V b) {
         return SaturatingSums::step(a, b);
     }
+    QZK_INLINE Words margin(Words a, Words b) { return SaturatingSums::margin(a, b); }
 };
 
 /// Collects whether a cost leaves [-2^30, 2^30), the half of the range in which sums may be short.
@@ -130,7 +177,7 @@ public:
     QZK_INLINED void see(V costs) {
         if constexpr (!Sums::isSafe) left_ |= costs ^ wrappedSum(costs, costs);
     }
-    QZK_INLINED bool areLeft() const { return !Sums::isSafe && anySign(left_); }
+    QZK_INLINED bool areLeft() const { return !Sums::isSafe && signs(left_) != 0; }
 
 private:
     V left_ = {};
@@ -151,18 +198,23 @@ struct Sequence {
 
 constexpr std::size_t at(int k) { return static_cast<std::size_t>(k) * lanes; }
 
+/// Adds a source to `blocks` vectors of targets; `row` holds its steps.
+template <class Sums, int blocks, class Cost>
+QZK_INLINE void addSource(const Cost *now, const Cost *row, Words *least) {
+    const Words cost = splatBits(now);
+#pragma GCC unroll 8
+    for (int k = 0; k < blocks; ++k)
+        least[k] = lesser(least[k], Sums::step(cost, loadBits(row + at(k))));
+}
+
 /// Adds the sources from `i` to `end` to `blocks` vectors of targets, the first of which begins at `to`.
 template <class Sums, int blocks, class Cost>
 QZK_INLINE void addSources(const Sequence<Cost> &run, const Cost *now, std::size_t i, std::size_t end,
                            std::size_t to, Words *least) {
     const std::size_t stride = run.stride();
     const Cost *row = run.model.lanes + i * stride + to;
-    for (; i < end; ++i, row += stride) {
-        const Words cost = splatBits(now + i);
-#pragma GCC unroll 8
-        for (int k = 0; k < blocks; ++k)
-            least[k] = lesser(least[k], Sums::step(cost, loadBits(row + at(k))));
-    }
+    for (; i < end; ++i, row += stride)
+        addSource<Sums, blocks>(now + i, row, least);
 }
 
 /// The same for the sources of the targets' own vectors, which have no steps back.
@@ -180,6 +232,17 @@ QZK_INLINE void addTriangle(const Sequence<Cost> &run, const Cost *now, std::siz
     if constexpr (blocks > 1) addTriangle<Sums, blocks - 1>(run, now, to + lanes, least + 1);
 }
 
+/// Adds the outputs to the least costs and stores them.
+template <class Sums, int blocks, class Cost>
+QZK_INLINE void finish(const Words *least, const Cost *output, Cost *next, Bounds<Sums> &bounds) {
+#pragma GCC unroll 8
+    for (int k = 0; k < blocks; ++k) {
+        const Words costs = Sums::output(loadBits(output + at(k)), least[k]);
+        bounds.see(costs);
+        storeBits(next + at(k), costs);
+    }
+}
+
 template <class Sums, bool leftRight, int blocks, class Cost>
 QZK_INLINE void advanceBlocks(const Sequence<Cost> &run, const ViterbiPaths<Cost> &paths, const Cost *output,
                               std::size_t to, Bounds<Sums> &bounds) {
@@ -189,42 +252,190 @@ QZK_INLINE void advanceBlocks(const Sequence<Cost> &run, const ViterbiPaths<Cost
         least[k] = splat(largest);
     addSources<Sums, blocks>(run, paths.now, 0, leftRight ? to : run.model.nStates, to, least);
     if constexpr (leftRight) addTriangle<Sums, blocks>(run, paths.now, to, least);
-#pragma GCC unroll 8
-    for (int k = 0; k < blocks; ++k) {
-        const Words costs = Sums::output(loadBits(output + to + at(k)), least[k]);
-        bounds.see(costs);
-        storeBits(paths.next + to + at(k), costs);
+    finish<Sums, blocks>(least, output + to, paths.next + to, bounds);
+}
+
+template <int number>
+struct Constant {
+    static constexpr int value = number;
+};
+
+/// Calls advance(Constant<blocks>(), to) for all targets in turn, `blocks` vectors of them from `to` on.
+template <class Advance>
+QZK_INLINE void forEachBlocks(std::size_t nStates, Advance advance) {
+    constexpr int most = 4;
+    std::size_t to = 0;
+    for (; to + at(most - 1) < nStates; to += at(most))
+        advance(Constant<most>(), to);
+    switch (to < nStates ? (nStates - to + lanes - 1) / lanes : 0) {
+    case 3:
+        advance(Constant<3>(), to);
+        break;
+    case 2:
+        advance(Constant<2>(), to);
+        break;
+    case 1:
+        advance(Constant<1>(), to);
+        break;
+    default:
+        break;
     }
+}
+
+template <class Cost>
+QZK_INLINE void exchange(ViterbiPaths<Cost> &paths) {
+    Cost *const advanced = paths.next;
+    paths.next = paths.now;
+    paths.now = advanced;
 }
 
 template <class Sums, bool leftRight, class Cost>
 QZK_INLINE std::size_t runColumns(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
-    constexpr int most = 4;
-    const std::size_t n = run.model.nStates;
     std::size_t t = 0;
     for (bool left = false; t < run.nFrames && !left; ++t) {
         const Cost *const output = run.output(t);
         Bounds<Sums> bounds;
-        std::size_t to = 0;
-        for (; to + at(most - 1) < n; to += at(most))
-            advanceBlocks<Sums, leftRight, most>(run, paths, output, to, bounds);
-        switch (to < n ? (n - to + lanes - 1) / lanes : 0) {
-        case 3:
-            advanceBlocks<Sums, leftRight, 3>(run, paths, output, to, bounds);
-            break;
-        case 2:
-            advanceBlocks<Sums, leftRight, 2>(run, paths, output, to, bounds);
-            break;
-        case 1:
-            advanceBlocks<Sums, leftRight, 1>(run, paths, output, to, bounds);
-            break;
-        default:
-            break;
-        }
+        forEachBlocks(run.model.nStates, [&](auto blocks, std::size_t to) QZK_INLINED {
+            advanceBlocks<Sums, leftRight, blocks.value>(run, paths, output, to, bounds);
+        });
         left = bounds.areLeft();
-        Cost *const advanced = paths.next;
-        paths.next = paths.now;
-        paths.now = advanced;
+        exchange(paths);
+    }
+    return t;
+}
+
+constexpr std::size_t maskBits = 64;
+
+/// A frame of a general model to which only the sources that matter are added. Let the key of a source be its
+/// cost with its least step: one whose key is not below the highest of the costs that others lead to changes
+/// none of them. So first the sources with keys below a limit are added, then those of the others whose keys
+/// are below the highest cost. Every limit gives the same costs.
+template <class Sums>
+struct NearFrame {
+    using Cost = typename Sums::Cost;
+
+    const Sequence<Cost> &run;
+    const Cost *now, *output;
+    Cost *next;
+    const std::int32_t *keys; // up to a multiple of maskBits, the largest ones behind the last state
+    Words limit;
+    Words highest = splat(INT32_MIN); // cost that sources below the limit led to
+    Bounds<Sums> bounds{};
+    std::ptrdiff_t added = 0; // vectors
+
+    template <int blocks>
+    QZK_INLINED void advance(std::size_t to) {
+        Words least[blocks];
+#pragma GCC unroll 8
+        for (int k = 0; k < blocks; ++k)
+            least[k] = splat(largest);
+        addBetween<blocks>(splat(INT32_MIN), limit, to, least);
+        Words most = least[0];
+#pragma GCC unroll 8
+        for (int k = 1; k < blocks; ++k)
+            most = greater(most, least[k]);
+        most = inAllLanes(most, [](Words a, Words b) QZK_INLINED { return greater(a, b); });
+        highest = greater(highest, most);
+        addBetween<blocks>(limit, most, to, least);
+        finish<Sums, blocks>(least, output + to, next + to, bounds);
+    }
+
+private:
+    template <int blocks>
+    QZK_INLINED void addBetween(Words from, Words end, std::size_t to, Words *least) {
+        const std::size_t n = run.model.nStates, stride = run.stride();
+        const Cost *const lane = run.model.lanes + to, *const costs = now;
+        for (std::size_t first = 0; first < n; first += maskBits) {
+            std::uint64_t sources = 0;
+#pragma GCC unroll 16
+            for (std::size_t i = 0; i < maskBits; i += lanes)
+                sources |= static_cast<std::uint64_t>(lanesBetween(from, load(keys + first + i), end)) << i;
+            for (; sources != 0; sources &= sources - 1) {
+                const std::size_t i = first + static_cast<unsigned>(__builtin_ctzll(sources));
+                addSource<Sums, blocks>(costs + i, lane + i * stride, least);
+                added += blocks;
+            }
+        }
+    }
+};
+
+/// Stores the keys of a frame; the lowest of them in all lanes.
+template <class Sums, class Cost>
+QZK_INLINE Words storeKeys(const Sequence<Cost> &run, const Cost *now, std::int32_t *to) {
+    const std::size_t n = run.model.nStates;
+    const Cost *const leastSteps = run.model.lanes + n * run.stride();
+    Words lowest = splat(largest);
+    for (std::size_t i = 0; i < n; i += lanes) {
+        Words keys = Sums::step(loadBits(now + i), loadBits(leastSteps + i));
+        if (i + lanes > n) {
+            const Words behind = lanesFrom(n - i);
+            keys = (keys & ~behind) | (behind & largest);
+        }
+        store(to + i, keys);
+        lowest = lesser(lowest, keys);
+    }
+    return inAllLanes(lowest, [](Words a, Words b) QZK_INLINED { return lesser(a, b); });
+}
+
+/// Sums of floats are in the order of their bits as long as no cost is negative.
+template <class Cost>
+QZK_INLINE bool isNegative(Words costs) {
+    return !std::is_integral_v<Cost> && signs(costs) != 0;
+}
+
+/// Models and sequences for which choosing sources pays, and the states whose keys have room on the stack.
+constexpr std::size_t fewestNear = 48, fewestFrames = 4, mostNear = 1024;
+
+/// Limits the keys of a frame as far above the lowest as the highest cost was in the frame before, so that
+/// few sources are left over. Ends where so many matter that adding all takes less time.
+template <class Sums, class Cost>
+std::size_t runNear(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    const std::size_t n = run.model.nStates;
+    alignas(viterbiAlignment) std::int32_t keys[mostNear];
+    for (std::size_t i = n / maskBits * maskBits; i < mostNear && i < n + maskBits; i += lanes)
+        store(keys + i, splat(largest));
+    const auto all = static_cast<std::ptrdiff_t>(n * ((n + lanes - 1) / lanes)), most = 4 * all;
+    std::ptrdiff_t allowance = all;
+    Words margin = {};
+    std::size_t t = 0;
+    while (t < run.nFrames && allowance >= 0) {
+        const Words lowest = storeKeys<Sums>(run, paths.now, keys);
+        if (isNegative<Cost>(lowest)) break;
+        const Words limit = t == 0 ? splat(largest) : Sums::step(lowest, margin);
+        NearFrame<Sums> frame = {run, paths.now, run.output(t++), paths.next, keys, limit};
+        forEachBlocks(n, [&](auto blocks, std::size_t to)
+                             QZK_INLINED { frame.template advance<blocks.value>(to); });
+        exchange(paths);
+        if (frame.bounds.areLeft()) break;
+        margin = Sums::margin(frame.highest, lowest);
+        allowance += all * 5 / 8 - frame.added;
+        if (allowance > most) allowance = most;
+    }
+    return t;
+}
+
+template <class Sums, class Cost>
+QZK_INLINE bool areLeft(const Cost *costs, std::size_t n) {
+    Bounds<Sums> bounds;
+    for (std::size_t j = 0; j < n; j += lanes)
+        bounds.see(loadBits(costs + j));
+    return bounds.areLeft();
+}
+
+template <class Sums, class Cost>
+QZK_INLINE std::size_t runGeneral(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
+    const std::size_t n = run.model.nStates;
+    Words leastSteps = {};
+    for (std::size_t i = 0; i < n; i += lanes)
+        leastSteps |= loadBits(run.model.lanes + n * run.stride() + i);
+    if (n < fewestNear || n > mostNear || run.nFrames < fewestFrames || isNegative<Cost>(leastSteps))
+        return runColumns<Sums, false>(run, paths);
+    std::size_t t = 0, pause = 32;
+    for (bool isNear = true; t < run.nFrames && !areLeft<Sums>(paths.now, n); isNear = !isNear) {
+        const std::size_t rest = run.nFrames - t, count = isNear || rest < pause ? rest : pause;
+        const Sequence<Cost> frames = {run.model, run.outputs, run.symbols + t, count};
+        t += isNear ? runNear<Sums>(frames, paths) : runColumns<Sums, false>(frames, paths);
+        if (!isNear) pause *= 2;
     }
     return t;
 }
@@ -332,7 +543,10 @@ std::size_t runModel(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
     case 8:
         return Few<Sums, leftRight, 8>::run(run, paths.now);
     default:
-        return runColumns<Sums, leftRight>(run, paths);
+        if constexpr (leftRight)
+            return runColumns<Sums, true>(run, paths);
+        else
+            return runGeneral<Sums>(run, paths);
     }
 }
 
@@ -447,11 +661,8 @@ void advanceFloats(const ViterbiModel<float> &model, ViterbiPaths<float> &paths,
 /// Plain sums until the costs leave the bounds, for which they may be too high to come back.
 void advanceWords(const ViterbiModel<std::int32_t> &model, ViterbiPaths<std::int32_t> &paths,
                   const std::int32_t *const *outputs, const std::int32_t *symbols, std::size_t nFrames) {
-    Bounds<ShortSums> bounds;
-    for (std::size_t j = 0; j < model.nStates; j += lanes)
-        bounds.see(load(paths.now + j));
     std::size_t done = 0;
-    if (!bounds.areLeft())
+    if (!areLeft<ShortSums>(paths.now, model.nStates))
         done = runFrames<ShortSums, std::int32_t>({model, outputs, symbols, nFrames}, paths);
     if (done < nFrames)
         runFrames<SaturatingSums, std::int32_t>({model, outputs, symbols + done, nFrames - done}, paths);

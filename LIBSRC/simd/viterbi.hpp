@@ -35,7 +35,8 @@ struct ViterbiModel {
     const Cost *packed;
     /// The same as rows of viterbiStride(nStates), at a multiple of viterbiAlignment: row i holds the steps
     /// from state i to every state; with Bakis row d those into every state from d states below. Entries for
-    /// steps that there are not, and behind the last state, are 0.
+    /// steps that there are not, and behind the last state, are 0. In general models one more row holds the
+    /// least step from every state, by isLess.
     const Cost *lanes;
 };
 

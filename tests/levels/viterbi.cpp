@@ -217,6 +217,85 @@ TEST_P(ViterbiLevels, LongSequences) {
     }
 }
 
+/// Compares general models long enough for kernels to learn from earlier frames which sources matter.
+template <class Element, class Steps, class Outputs, class Starts>
+void compareGeneral(Random &random, Steps step, Outputs output, Starts start) {
+    for (const std::size_t n : {48u, 64u, 65u, 79u}) {
+        const std::size_t frames = 30 + random.index(100);
+        SCOPED_TRACE(testing::Message() << "states " << n << ", seed " << seed());
+        Problem<Element>(random, 0, n, frames, step, output, start).compare();
+        if (testing::Test::HasFailure()) return;
+    }
+}
+
+TEST_P(ViterbiLevels, LargeGeneralModelsOfFloats) {
+    Random random;
+    const auto upTo = [&](double end) {
+        return [&random, end] { return static_cast<float>(random.real(0, end)); };
+    };
+    const auto constant = [](float value) { return [value] { return value; }; };
+    compareGeneral<float>(random, upTo(10), upTo(10), upTo(10));
+    compareGeneral<float>(random, upTo(10), upTo(1000), upTo(10)); // few states matter
+    compareGeneral<float>(random, upTo(10), upTo(0.01), upTo(10)); // all do
+    compareGeneral<float>(random, constant(1), upTo(10), constant(0));
+    compareGeneral<float>(random, constant(1), constant(1), constant(1));
+    const auto tie = [&] { return static_cast<float>(random.index(3)); };
+    compareGeneral<float>(random, tie, tie, tie);
+    const auto sparse = [&] { return random.index(8) != 0 ? 1e30f : tie(); };
+    compareGeneral<float>(random, sparse, tie, tie);
+    // Now and then among negative costs, where the bits have another order than the sums.
+    const auto signedCost = [&] { return static_cast<float>(random.real(-3, 10)); };
+    const auto rarelyNegative = [&] { return random.index(300) == 0 ? -40.0f : tie(); };
+    compareGeneral<float>(random, tie, signedCost, tie);
+    compareGeneral<float>(random, tie, rarelyNegative, signedCost);
+    compareGeneral<float>(random, rarelyNegative, tie, tie);
+    // One and the same not-a-number, whose sums have its bits.
+    const auto special = [&] {
+        constexpr float values[] = {std::numeric_limits<float>::infinity(),
+                                    std::numeric_limits<float>::quiet_NaN(),
+                                    std::numeric_limits<float>::max(), 1e30f, 0x1p-149f};
+        return values[random.index(5)];
+    };
+    const auto rarelySpecial = [&] { return random.index(4) == 0 ? special() : tie(); };
+    compareGeneral<float>(random, special, special, special);
+    compareGeneral<float>(random, special, tie, tie);
+    compareGeneral<float>(random, tie, rarelySpecial, special);
+    compareGeneral<float>(random, rarelySpecial, tie, rarelySpecial);
+}
+
+TEST_P(ViterbiLevels, HugeGeneralModels) {
+    Random random;
+    const auto step = [&] { return static_cast<float>(random.real(0, 10)); };
+    const auto output = [&] { return static_cast<float>(random.real(0, 1000)); };
+    for (const std::size_t n : {1008u, 1023u, 1024u, 1025u})
+        Problem<float>(random, 0, n, 6, step, output, step).compare();
+}
+
+TEST_P(ViterbiLevels, LargeGeneralModelsOfWords) {
+    Random random;
+    const auto word = [&] { return random.element<std::int16_t>(); };
+    const auto small = [&] { return static_cast<std::int16_t>(random.index(3)); };
+    const auto cost = [&] { return static_cast<std::int16_t>(random.integer(0, 1000)); };
+    const auto wide = [&] { return std::int32_t{cost()} * 1000; };
+    const auto any = [&] { return random.element<std::int32_t>(); };
+    compareGeneral<std::int16_t>(random, cost, cost, cost);
+    compareGeneral<std::int16_t>(random, cost, small, cost);
+    compareGeneral<std::int16_t>(random, small, cost, small);
+    compareGeneral<std::int16_t>(random, small, small, small);
+    compareGeneral<std::int16_t>(random, word, word, word);
+    compareGeneral<std::int16_t>(random, cost, wide, cost);
+    compareGeneral<std::int16_t>(random, word, any, any);
+    const auto sparse = [&] { return random.index(8) != 0 ? std::int16_t{32767} : small(); };
+    compareGeneral<std::int16_t>(random, sparse, small, small);
+    // The costs leave the range of plain sums on the way.
+    const auto high = [&] { return (1 << 30) - 1000000 + std::int32_t{word()}; };
+    const auto rise = [&] { return 30000 + std::int32_t{cost()}; };
+    compareGeneral<std::int16_t>(random, cost, rise, high);
+    const auto low = [&] { return -high(); };
+    const auto fall = [&] { return -rise(); };
+    compareGeneral<std::int16_t>(random, cost, fall, low);
+}
+
 TEST_P(ViterbiLevels, CostsOfFloatDensities) {
     Random random;
     const auto &kernels = simd::kernelsOf(GetParam()).viterbi;
