@@ -61,18 +61,19 @@ bool findProgram(const char *name, char *path, std::size_t size) {
     return false;
 }
 
-Answer waitForAnswer(pid_t program) {
+Answer waitForAnswer(pid_t program, int closed) {
     int status = 0;
     while (waitpid(program, &status, 0) < 0)
         if (errno != EINTR) return Answer::none;
-    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) return Answer::none;
-    return WEXITSTATUS(status) == 0 ? Answer::positive : Answer::negative;
+    if (!WIFEXITED(status)) return Answer::none;
+    const int code = WEXITSTATUS(status);
+    return code == 0 ? Answer::positive : code == 1 || code == closed ? Answer::negative : Answer::none;
 }
 
 /// Runs the program to its end. A process in between waits for it and hands the answer over through a pipe:
 /// the caller may ignore SIGCHLD, or wait for any child in a handler of its own, and would get the exit
-/// status before this function does.
-Answer run(const char *path, const char *const *arguments) {
+/// status before this function does. `closed` is the program's exit status after its window was closed.
+Answer run(const char *path, const char *const *arguments, int closed) {
     int channel[2];
     if (pipe2(channel, O_CLOEXEC) != 0) return Answer::none;
 
@@ -92,7 +93,7 @@ Answer run(const char *path, const char *const *arguments) {
         auto answer = Answer::none;
         if (posix_spawn(&program, path, nullptr, &attributes, const_cast<char *const *>(arguments),
                         environ) == 0)
-            answer = waitForAnswer(program);
+            answer = waitForAnswer(program, closed);
         const ssize_t written = write(channel[1], &answer, sizeof answer);
         _exit(written == sizeof answer ? 0 : 1);
     }
@@ -141,11 +142,14 @@ Answer askDesktop(const Question &question) {
                                    "--warningyesno",  kdialogText,  nullptr};
     const char *const xmessage[] = {"xmessage", "-center", "-title",      question.caption,
                                     "-buttons", buttons,   question.text, nullptr};
-    const char *const *const programs[] = {zenity, kdialog, xmessage};
-    for (const char *const *program : programs) {
+    const struct {
+        const char *const *arguments;
+        int closed;
+    } programs[] = {{zenity, 1}, {kdialog, 2}, {xmessage, 1}};
+    for (const auto &program : programs) {
         char path[4096];
-        if (!findProgram(program[0], path, sizeof path)) continue;
-        const Answer answer = run(path, program);
+        if (!findProgram(program.arguments[0], path, sizeof path)) continue;
+        const Answer answer = run(path, program.arguments, program.closed);
         if (answer != Answer::none) return answer;
     }
     return Answer::none;
@@ -211,6 +215,7 @@ bool confirm(Buttons buttons, const char *text, const char *caption) {
 
 void terminateAtOnce(const char *text) {
     std::fprintf(stderr, "%s\n", text);
+    std::fflush(stderr); // which the caller may have buffered
     std::abort();
 }
 

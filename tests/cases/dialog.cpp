@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -14,9 +15,12 @@
 #include <iterator>
 #include <optional>
 #include <pty.h>
+#include <set>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -301,12 +305,29 @@ TEST_F(MessageBox, AbortRunsNoExitHandlers) {
                 "^QZK:\nterminating the application\n$");
 }
 
+TEST_F(MessageBox, TheFarewellOfABufferedStandardErrorIsWritten) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    addProgram("zenity", 1);
+    const auto reportWithBuffer = [&] {
+        std::setvbuf(stderr, nullptr, _IOFBF, 4096);
+        report(-5);
+    };
+    EXPECT_EXIT(reportWithBuffer(), testing::KilledBySignal(SIGABRT), "QZK:\nterminating the application\n$");
+}
+
 TEST_F(MessageBox, AFailedProgramLeavesTheQuestionToTheNext) {
     addProgram("zenity", 5);
     addProgram("kdialog", 255);
     addProgram("xmessage", 0);
     report(-5);
     EXPECT_EQ((std::vector<std::string>{"zenity", "kdialog", "xmessage"}), programs());
+}
+
+TEST_F(MessageBox, AClosedWindowOfKdialogCancels) {
+    addProgram("kdialog", 2);
+    addProgram("xmessage", 0);
+    EXPECT_EXIT(report(-5), testing::KilledBySignal(SIGABRT), "^QZK:\nterminating the application\n$");
+    EXPECT_EQ(std::vector<std::string>{"kdialog"}, programs());
 }
 
 TEST_F(MessageBox, AProgramThatCannotRunOrIsKilledIsSkipped) {
@@ -347,6 +368,68 @@ TEST_F(MessageBox, LeavesNoChildBehind) {
     report(-5);
     EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
     EXPECT_EQ(ECHILD, errno);
+}
+
+std::set<int> openDescriptors() {
+    std::set<int> all;
+    for (const auto &entry : fs::directory_iterator("/proc/self/fd"))
+        all.insert(std::stoi(entry.path().filename()));
+    std::erase_if(all, [](int descriptor) { return fcntl(descriptor, F_GETFD) < 0; });
+    return all;
+}
+
+std::set<int> inheritedPipes() {
+    std::set<int> pipes = openDescriptors();
+    std::erase_if(pipes, [](int descriptor) {
+        struct stat information;
+        return (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0 || fstat(descriptor, &information) != 0 ||
+               !S_ISFIFO(information.st_mode);
+    });
+    return pipes;
+}
+
+TEST_F(MessageBox, LeavesNoDescriptorOpen) {
+    addProgram("zenity", 5);
+    std::ofstream(directory() / "kdialog") << "not a program";
+    fs::permissions(directory() / "kdialog", fs::perms::owner_all);
+    addProgram("xmessage", 0);
+    const std::set<int> before = openDescriptors();
+    report(-5);
+    EXPECT_EQ(before, openDescriptors());
+}
+
+TEST_F(MessageBox, ProgramsInheritOnlyTheCallersDescriptors) {
+    std::ofstream(directory() / "zenity")
+        << "#!/bin/sh\nfor file in /proc/$$/fd/*; do [ -p \"$file\" ] && echo \"${file##*/}\" >> '"
+        << log().string() << "'; done\nexit 0\n";
+    fs::permissions(directory() / "zenity", fs::perms::owner_all);
+    int callers[2];
+    ASSERT_EQ(0, pipe(callers));
+    const std::set<int> expected = inheritedPipes();
+    report(-5);
+    std::ifstream in(log());
+    EXPECT_EQ(expected, std::set<int>(std::istream_iterator<int>(in), {}));
+    for (const int descriptor : callers)
+        close(descriptor);
+}
+
+TEST_F(MessageBox, AsksWhileOtherThreadsWork) {
+    addProgram("zenity", 0);
+    std::atomic<bool> done = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+        threads.emplace_back([&done] {
+            for (std::size_t size = 1; !done; size = size % 5000 + 1) {
+                void *volatile block = std::malloc(size); // which the compiler may not leave out
+                std::free(block);
+            }
+        });
+    for (int i = 0; i < 20; ++i)
+        report(-5);
+    done = true;
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(20u, calls().size());
 }
 
 sigset_t signalMask() {
@@ -448,8 +531,9 @@ TEST_F(MessageBox, WithoutADesktopTheTerminalIsAsked) {
 }
 
 TEST_F(MessageBox, WhereEveryProgramFailsTheTerminalIsAsked) {
-    for (const char *const name : {"zenity", "kdialog", "xmessage"})
-        addProgram(name, 2);
+    addProgram("zenity", 2);
+    addProgram("kdialog", 3);
+    addProgram("xmessage", 2);
     const Session session = onTerminal(QZ_ErrorModeReport, "c\n", ":0");
     EXPECT_NE(std::string::npos, session.screen.find(firstBox)) << session.screen;
     EXPECT_EQ(128 + SIGABRT, session.exit);
