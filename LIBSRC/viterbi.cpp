@@ -211,13 +211,40 @@ private:
     alignas(simd::viterbiAlignment) double columns_[simd::turnedVectors * simd::mostTurned];
 };
 
-/// How many vectors these mixtures are evaluated at before the next one is. Tables may make them report,
-/// which they do vector by vector.
-template <class Mixture>
-std::int32_t vectorsAtOnce(Mixture *const *mixtures, std::int32_t count) {
-    const bool anyTables = std::any_of(mixtures, mixtures + count,
-                                       [](const Mixture *mixture) { return mixture->useExpTables != 0; });
-    return anyTables ? 1 : static_cast<std::int32_t>(simd::turnedVectors);
+/// Work in pieces of this many states or codebook entries, which the stack holds.
+constexpr std::int32_t piece = 128;
+
+template <class Work>
+void inPieces(std::int32_t count, Work work) {
+    for (std::int32_t i = 0; i < count; i += piece)
+        work(i, std::min(piece, count - i));
+}
+
+/// Calls take(i, j, stored) with what put makes of the value of mixture j at vector i, for up to
+/// TurnedVectors::most vectors. Servers that look exponentials up may report, vector by vector.
+template <class Stored, class Element, class Put, class Take>
+void evaluateAll(MixtureOf<Element> *const *mixtures, std::int32_t n, const Element *const *vectors,
+                 std::int32_t count, std::int32_t dim, Put put, Take take) {
+    if (std::any_of(mixtures, mixtures + n, [](const auto *mixture) { return mixture->useExpTables != 0; })) {
+        for (std::int32_t i = 0; i < count; ++i)
+            inPieces(n, [&](std::int32_t first, std::int32_t some) {
+                double values[piece];
+                Stored stored[piece];
+                evaluateMixtures(mixtures + first, some, vectors[i], dim, values);
+                put(values, stored, some);
+                for (std::int32_t k = 0; k < some; ++k)
+                    take(i, first + k, stored[k]);
+            });
+        return;
+    }
+    TurnedVectors<Element> turned;
+    turned.turn(vectors, count, dim);
+    for (std::int32_t j = 0; j < n; ++j) {
+        Stored stored[TurnedVectors<Element>::most];
+        turned.evaluate(mixtures[j], stored, put);
+        for (std::int32_t i = 0; i < count; ++i)
+            take(i, j, stored[i]);
+    }
 }
 
 void putCosts(const double *densities, float *costs, std::int32_t count) {
@@ -230,8 +257,9 @@ void putFixed(const double *densities, std::int32_t *fixed, std::int32_t count) 
                                              multiplierOf(densityScale));
 }
 
-void costsOf(const HMMServer &, const double *densities, std::int32_t count, float *costs) {
-    putCosts(densities, costs, count);
+void putFloats(const double *densities, float *floats, std::int32_t count) {
+    std::transform(densities, densities + count, floats,
+                   [](double density) { return static_cast<float>(density); });
 }
 
 void costsOf(const HMMServer &server, const std::int32_t *densities, std::int32_t count,
@@ -240,22 +268,31 @@ void costsOf(const HMMServer &server, const std::int32_t *densities, std::int32_
                                       multiplierOf(server.scale));
 }
 
-void costsAt(const HMMServer &, const TurnedVectors<float> &vectors, const QZsGaussMixServer *mixture,
-             std::int32_t, float *costs) {
-    vectors.evaluate(mixture, costs, putCosts);
+/// Rows of costs, each with a mixture for every state.
+void computeRows(const HMMServer &server, const float *const *frames, std::int32_t count, float *costs,
+                 std::ptrdiff_t stride) {
+    evaluateAll<float>(static_cast<QZsGaussMixServer *const *>(server.mixtures), server.nStates, frames,
+                       count, server.dim, putCosts,
+                       [=](std::int32_t i, std::int32_t j, float cost) { costs[i * stride + j] = cost; });
 }
 
-void costsAt(const HMMServer &server, const TurnedVectors<std::int16_t> &vectors,
-             const QZwGaussMixServer *mixture, std::int32_t count, std::int32_t *costs) {
-    std::int32_t fixed[TurnedVectors<std::int16_t>::most];
-    vectors.evaluate(mixture, fixed, putFixed);
-    costsOf(server, fixed, count, costs);
+void computeRows(const HMMServer &server, const std::int16_t *const *frames, std::int32_t count,
+                 std::int32_t *costs, std::ptrdiff_t stride) {
+    evaluateAll<std::int32_t>(
+        static_cast<QZwGaussMixServer *const *>(server.mixtures), server.nStates, frames, count, server.dim,
+        putFixed, [=](std::int32_t i, std::int32_t j, std::int32_t fixed) { costs[i * stride + j] = fixed; });
+    for (std::int32_t i = 0; i < count; ++i)
+        inPieces(server.nStates, [&](std::int32_t j, std::int32_t some) {
+            std::int32_t fixed[piece];
+            std::copy_n(costs + i * stride + j, some, fixed);
+            costsOf(server, fixed, some, costs + i * stride + j);
+        });
 }
 
-/// Runs the frames, of whose costs computeRows(t, count) computes `count` rows at a time.
+/// Runs the frames, of whose costs computeRows(t, count) computes up to mostRows rows at a time.
 template <std::int32_t mostRows, class Element, class ComputeRows>
 void runRows(const Tables<Element> &tables, simd::ViterbiPaths<CostOf<Element>> &paths,
-             CostOf<Element> *costs, std::int32_t nObs, std::int32_t atOnce, ComputeRows computeRows) {
+             CostOf<Element> *costs, std::int32_t nObs, ComputeRows computeRows) {
     using Cost = CostOf<Element>;
     const std::size_t stride = simd::viterbiStride(tables.model.nStates);
     const Cost *rows[mostRows];
@@ -265,8 +302,8 @@ void runRows(const Tables<Element> &tables, simd::ViterbiPaths<CostOf<Element>> 
         symbols[i] = i;
     }
     std::fill_n(costs, mostRows * stride, Cost{});
-    for (std::int32_t t = 0; t < nObs; t += atOnce) {
-        const std::int32_t count = std::min(atOnce, nObs - t), started = t == 0 ? 1 : 0;
+    for (std::int32_t t = 0; t < nObs; t += mostRows) {
+        const std::int32_t count = std::min(mostRows, nObs - t), started = t == 0 ? 1 : 0;
         computeRows(t, count);
         if (started != 0) start(tables, rows[0], paths.now);
         recurrences<Cost>().advance(tables.model, paths, rows, symbols + started,
@@ -286,58 +323,55 @@ struct ContinuousOutputs {
     bool prepare(const HMMServer &) { return true; }
     void run(const HMMServer &server, const Tables<Element> &tables, simd::ViterbiPaths<Cost> &paths,
              Cost *costs) const {
-        auto *const *const mixtures = static_cast<MixtureOf<Element> *const *>(server.mixtures);
         const auto stride = static_cast<std::ptrdiff_t>(simd::viterbiStride(tables.model.nStates));
-        TurnedVectors<Element> vectors;
-        runRows<rows>(tables, paths, costs, nObs, vectorsAtOnce(mixtures, tables.n),
-                      [&](std::int32_t t, std::int32_t count) {
-                          vectors.turn(observations + t, count, server.dim);
-                          for (std::int32_t j = 0; j < tables.n; ++j) {
-                              Cost ofState[rows];
-                              costsAt(server, vectors, mixtures[j], count, ofState);
-                              for (std::int32_t i = 0; i < count; ++i)
-                                  costs[i * stride + j] = ofState[i];
-                          }
-                      });
+        runRows<rows>(tables, paths, costs, nObs, [&](std::int32_t t, std::int32_t count) {
+            computeRows(server, observations + t, count, costs, stride);
+        });
     }
 };
 
-/// Work in pieces of this many states, which the stack holds.
-constexpr std::int32_t piece = 128;
-
-template <class Work>
-void inPieces(std::int32_t count, Work work) {
-    for (std::int32_t i = 0; i < count; i += piece)
-        work(i, std::min(piece, count - i));
+/// A codebook's values at each of `count` vectors: floats, or the low 16 bits of integers.
+void computeValues(const HMMServer &server, const float *const *vectors, std::int32_t count, float *values,
+                   std::int32_t size) {
+    evaluateAll<float>(static_cast<QZsGaussMixServer *const *>(server.mixtures), size, vectors, count,
+                       server.dim, putFloats, [=](std::int32_t i, std::int32_t k, float density) {
+                           values[std::ptrdiff_t{i} * size + k] = density;
+                       });
 }
 
-template <class Element>
-using Density = std::conditional_t<std::is_same_v<Element, float>, double, std::int32_t>;
+void computeValues(const HMMServer &server, const std::int16_t *const *vectors, std::int32_t count,
+                   std::int16_t *values, std::int32_t size) {
+    evaluateAll<std::int32_t>(static_cast<QZwGaussMixServer *const *>(server.mixtures), size, vectors, count,
+                              server.dim, putFixed, [=](std::int32_t i, std::int32_t k, std::int32_t fixed) {
+                                  values[std::ptrdiff_t{i} * size + k] = static_cast<std::int16_t>(fixed);
+                              });
+}
 
-/// A codebook has the densities rounded to float, or the low 16 bits of them.
-void valuesAt(const TurnedVectors<float> &vectors, const QZsGaussMixServer *mixture, std::int32_t,
-              float *values) {
-    vectors.evaluate(mixture, values, [](const double *densities, float *stored, std::int32_t count) {
-        std::transform(densities, densities + count, stored,
-                       [](double density) { return static_cast<float>(density); });
+/// A row of the costs of sums of codebook values, weighted by every state.
+void computeRow(const HMMServer &server, const float *values, std::int32_t size, float *costs) {
+    const auto *const weights = packedData<const float *const>(server.outputs, server.flavor);
+    inPieces(server.nStates, [&](std::int32_t j, std::int32_t some) {
+        double densities[piece];
+        const auto n = static_cast<std::size_t>(some);
+        if (size == server.nSymbols)
+            simd::kernels().mixture.weightedSums(weights[j], n, values, static_cast<std::size_t>(size),
+                                                 densities);
+        else
+            std::transform(weights + j, weights + j + some, densities,
+                           [=](const float *state) { return QZsDotP(state, values, size); });
+        putCosts(densities, costs + j, some);
     });
 }
 
-void valuesAt(const TurnedVectors<std::int16_t> &vectors, const QZwGaussMixServer *mixture,
-              std::int32_t count, std::int16_t *values) {
-    std::int32_t fixed[TurnedVectors<std::int16_t>::most];
-    vectors.evaluate(mixture, fixed, putFixed);
-    std::transform(fixed, fixed + count, values,
-                   [](std::int32_t density) { return static_cast<std::int16_t>(density); });
-}
-
-double weighted(const float *weights, const float *values, std::int32_t count) {
-    return QZsDotP(weights, values, count);
-}
-
-std::int32_t weighted(const std::int16_t *weights, const std::int16_t *values, std::int32_t count) {
-    std::int32_t scale = 0;
-    return QZwDotP(weights, values, count, QZ_ScaleWrap, &scale);
+void computeRow(const HMMServer &server, const std::int16_t *values, std::int32_t size, std::int32_t *costs) {
+    const auto *const weights = packedData<const std::int16_t *const>(server.outputs, server.flavor);
+    inPieces(server.nStates, [&](std::int32_t j, std::int32_t some) {
+        std::int32_t densities[piece], scale = 0;
+        std::transform(weights + j, weights + j + some, densities, [&](const std::int16_t *state) {
+            return QZwDotP(state, values, size, QZ_ScaleWrap, &scale);
+        });
+        costsOf(server, densities, some, costs + j);
+    });
 }
 
 /// The codebook's densities at every observation, shared by all members of the call.
@@ -356,37 +390,20 @@ struct SemicontinuousOutputs {
         size = server.nSymbols;
         values = Buffer<Element>(std::int64_t{nObs} * size);
         if (!values) return false;
-        auto *const *const codebook = static_cast<MixtureOf<Element> *const *>(server.mixtures);
-        const std::int32_t atOnce = vectorsAtOnce(codebook, size);
-        TurnedVectors<Element> vectors;
-        for (std::int32_t t = 0; t < nObs; t += atOnce) {
-            const std::int32_t count = std::min(atOnce, nObs - t);
-            vectors.turn(observations + t, count, server.dim);
-            for (std::int32_t k = 0; k < size; ++k) {
-                Element ofMixture[TurnedVectors<Element>::most];
-                valuesAt(vectors, codebook[k], count, ofMixture);
-                for (std::int32_t i = 0; i < count; ++i)
-                    frameValues(t + i)[k] = ofMixture[i];
-            }
-        }
+        for (std::int32_t t = 0; t < nObs; t += TurnedVectors<Element>::most)
+            computeValues(server, observations + t, std::min(TurnedVectors<Element>::most, nObs - t),
+                          valuesAt(t), size);
         return true;
     }
 
     void run(const HMMServer &server, const Tables<Element> &tables, simd::ViterbiPaths<Cost> &paths,
-             Cost *row) const {
-        const auto *const weights = packedData<const Element *const>(server.outputs, server.flavor);
+             Cost *costs) const {
         const std::int32_t shared = std::min(size, server.nSymbols);
-        runRows<rows>(tables, paths, row, nObs, 1, [&](std::int32_t t, std::int32_t) {
-            inPieces(tables.n, [&](std::int32_t j, std::int32_t count) {
-                Density<Element> densities[piece];
-                std::transform(weights + j, weights + j + count, densities,
-                               [&](const Element *state) { return weighted(state, frameValues(t), shared); });
-                costsOf(server, densities, count, row + j);
-            });
-        });
+        runRows<rows>(tables, paths, costs, nObs,
+                      [&](std::int32_t t, std::int32_t) { computeRow(server, valuesAt(t), shared, costs); });
     }
 
-    Element *frameValues(std::int32_t t) const { return values.get() + std::ptrdiff_t{t} * size; }
+    Element *valuesAt(std::int32_t t) const { return values.get() + std::ptrdiff_t{t} * size; }
 };
 
 std::int32_t scaled(const Score<std::int32_t> &score, std::int32_t scoreMode, std::int32_t *scoreScale) {

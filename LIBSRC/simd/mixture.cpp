@@ -1,5 +1,6 @@
 #include "simd/mixture.hpp"
 #include "common/unaligned.hpp"
+#include "simd/columns.hpp"
 #include "simd/extended.hpp"
 #include "simd/mixture_bounds.hpp"
 #include "simd/mixture_exponentials.hpp"
@@ -456,7 +457,11 @@ QZK_INLINE bool findExponents(const Mixture<float> &mixture, const float *x, siz
     const bool roughly = !full && mixture.tables == nullptr && dim >= lanesOf<float>;
     const double roughError = (static_cast<double>(dim / lanesOf<float>) + 16.0) * 0x1p-25;
     const double lost = static_cast<double>(dim) * 0x1p-22, error = errorInDoubles(full, dim);
-    bool isWide = full;
+    const auto widen = [&]() __attribute__((always_inline)) {
+        for (size_t i = 0; i < dim; ++i)
+            work[i] = elementAt(x, i);
+    };
+    if (!full && !roughly) widen();
     for (size_t m = 0; m < mixture.components; ++m) {
         c.lo[m] = 0.0;
         if (roughly) {
@@ -464,10 +469,8 @@ QZK_INLINE bool findExponents(const Mixture<float> &mixture, const float *x, siz
             c.hi[m] = -0.5 * form;
             c.bound[m] = roughError * form + lost;
             if (c.bound[m] < 0.5) continue;
+            widen();
         }
-        for (size_t i = 0; !isWide && i < dim; ++i)
-            work[i] = elementAt(x, i);
-        isWide = true;
         const Form form = full ? fullForm(x, mixture.means[m], mixture.inverseCov[m], dim, work)
                                : diagonalForm(work, x, mixture.means[m], mixture.inverseCovD[m], dim);
         c.hi[m] = -0.5 * (full ? magnitude(form.sum) : form.sum);
@@ -525,10 +528,25 @@ size_t evaluate(const Mixture<T> *mixtures, size_t count, const T *x, size_t dim
     return count;
 }
 
+/// Products of floats are exact in doubles.
+void weightedSums(const float *weights, size_t rows, const float *values, size_t size, double *sums) {
+    size_t j = 0;
+    for (; size >= turnedElements && j + groupRows <= rows; j += groupRows) {
+        Doubles sum[groupVectors] = {};
+        forEachColumn(
+            weights + j * size, size, [&](size_t k, size_t v, Doubles column) __attribute__((always_inline)) {
+                sum[v] += column * splat<double>(elementAt(values, k));
+            });
+        for (size_t v = 0; v < groupVectors; ++v)
+            store(sums + j + v * lanes, sum[v]);
+    }
+    plain::weightedSums(weights + j * size, rows - j, values, size, sums + j);
+}
+
 } // namespace
 
 void QZK_LEVEL::install(MixtureKernels &kernels) {
-    kernels = {{evaluate<float>, bound<float>}, {evaluate<int16_t>, bound<int16_t>}};
+    kernels = {{evaluate<float>, bound<float>}, {evaluate<int16_t>, bound<int16_t>}, weightedSums};
 }
 
 } // namespace qzk::simd

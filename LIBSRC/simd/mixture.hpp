@@ -47,7 +47,12 @@ struct MixtureKernelsOf {
                   double *lower, double *upper);
 };
 
-struct MixtureKernels : MixtureKernelsOf<float>, MixtureKernelsOf<std::int16_t> {};
+struct MixtureKernels : MixtureKernelsOf<float>, MixtureKernelsOf<std::int16_t> {
+    /// sums[j] = the sum of weights[j size + k] values[k] over k upwards in double, for each of the rows. The
+    /// sums overlap nothing else.
+    void (*weightedSums)(const float *weights, std::size_t rows, const float *values, std::size_t size,
+                         double *sums);
+};
 
 namespace plain {
 void install(MixtureKernels &kernels);
@@ -57,6 +62,8 @@ std::size_t evaluate(const Mixture<float> *mixtures, std::size_t count, const fl
                      double *values);
 std::size_t evaluate(const Mixture<std::int16_t> *mixtures, std::size_t count, const std::int16_t *x,
                      std::size_t dim, double *values);
+void weightedSums(const float *weights, std::size_t rows, const float *values, std::size_t size,
+                  double *sums);
 
 // For processors that compute in extended precision, which evaluate() sees to.
 

@@ -120,8 +120,17 @@ void plain::scaleForms(const double *forms, size_t n, double scale, double *hi, 
         split(-0.5L * forms[m] * scale, hi[m], lo[m]);
 }
 
+void plain::weightedSums(const float *weights, size_t rows, const float *values, size_t size, double *sums) {
+    for (size_t j = 0; j < rows; ++j) {
+        double sum = 0.0;
+        for (size_t k = 0; k < size; ++k)
+            sum += static_cast<double>(elementAt(weights, j * size + k)) * elementAt(values, k);
+        sums[j] = sum;
+    }
+}
+
 void plain::install(MixtureKernels &kernels) {
-    kernels = {{plain::evaluate, bound<float>}, {plain::evaluate, bound<int16_t>}};
+    kernels = {{plain::evaluate, bound<float>}, {plain::evaluate, bound<int16_t>}, weightedSums};
 }
 
 } // namespace qzk::simd

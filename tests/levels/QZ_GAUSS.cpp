@@ -2,6 +2,7 @@
 // to it.
 #include "simd/kernels.hpp"
 #include "support/bits.hpp"
+#include "support/guarded.hpp"
 #include "support/levels.hpp"
 #include "support/mixtures.hpp"
 #include "support/reports.hpp"
@@ -308,6 +309,35 @@ TEST_P(MixtureLevels, BoundsWhereProductsBeginToCount) {
             made.x = {1, 1, 1};
             expectBounds(GetParam(), random, Kind::flat, made, 1, bounded);
             ASSERT_FALSE(testing::Test::HasFatalFailure()) << k;
+        }
+}
+
+TEST_P(MixtureLevels, WeightedSums) {
+    Random random;
+    const auto &kernels = simd::kernelsOf(GetParam()).mixture;
+    for (std::size_t rows = 0; rows <= 50; rows += rows < 34 ? 1 : 8)
+        for (std::size_t size = 0; size <= 300; size += size < 10 ? 1 : 97) {
+            const bool special = random.index(8) == 0;
+            std::vector<float> weights, values;
+            for (std::size_t i = 0; i < (rows + 1) * size; ++i)
+                (i < size ? values : weights)
+                    .push_back(special ? random.anyReals<float>(1)[0]
+                                       : static_cast<float>(std::ldexp(random.real(-1, 1),
+                                                                       -static_cast<int>(random.index(20)))));
+            const std::size_t misaligned = 1 + rows % 4;
+            Guarded<float> from(rows * size, misaligned), by(size, misaligned);
+            Guarded<double> sums(rows);
+            from.assign(weights);
+            by.assign(values);
+            kernels.weightedSums(from.data(), rows, by.data(), size, sums.data());
+            ASSERT_TRUE(sums.intact());
+            for (std::size_t j = 0; j < rows; ++j) {
+                double sum = 0.0;
+                for (std::size_t k = 0; k < size; ++k)
+                    sum += static_cast<double>(weights[j * size + k]) * static_cast<double>(values[k]);
+                ASSERT_TRUE(sameBits(sum, sums.values()[j]))
+                    << "row " << j << " of " << rows << ", size " << size << ", seed " << seed();
+            }
         }
 }
 
