@@ -249,6 +249,9 @@ TEST_P(ViterbiLevels, LargeGeneralModelsOfFloats) {
     compareGeneral<float>(random, tie, signedCost, tie);
     compareGeneral<float>(random, tie, rarelyNegative, signedCost);
     compareGeneral<float>(random, rarelyNegative, tie, tie);
+    const auto anyStep = [&] { return static_cast<float>(random.real(random.index(20) == 0 ? -60 : 0, 10)); };
+    const auto high = [&] { return static_cast<float>(random.real(100, 200)); };
+    compareGeneral<float>(random, anyStep, high, high);
     // One and the same not-a-number, whose sums have its bits.
     const auto special = [&] {
         constexpr float values[] = {std::numeric_limits<float>::infinity(),
@@ -287,13 +290,13 @@ TEST_P(ViterbiLevels, LargeGeneralModelsOfWords) {
     compareGeneral<std::int16_t>(random, word, any, any);
     const auto sparse = [&] { return random.index(8) != 0 ? std::int16_t{32767} : small(); };
     compareGeneral<std::int16_t>(random, sparse, small, small);
-    // The costs leave the range of plain sums on the way.
-    const auto high = [&] { return (1 << 30) - 1000000 + std::int32_t{word()}; };
-    const auto rise = [&] { return 30000 + std::int32_t{cost()}; };
-    compareGeneral<std::int16_t>(random, cost, rise, high);
-    const auto low = [&] { return -high(); };
+    // Costs that rise and fall out of the range of plain sums, step by step and at once.
+    const auto rise = [&] { return (1 << 28) + std::int32_t{cost()}; };
     const auto fall = [&] { return -rise(); };
-    compareGeneral<std::int16_t>(random, cost, fall, low);
+    const auto rarelyHuge = [&] { return random.index(30) == 0 ? INT32_MAX - 100 : std::int32_t{cost()}; };
+    compareGeneral<std::int16_t>(random, cost, rise, cost);
+    compareGeneral<std::int16_t>(random, cost, fall, cost);
+    compareGeneral<std::int16_t>(random, cost, rarelyHuge, cost);
 }
 
 TEST_P(ViterbiLevels, CostsOfFloatDensities) {
