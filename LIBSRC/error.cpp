@@ -2,6 +2,7 @@
 #include "common/dialog.hpp"
 #include "qzk.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 
@@ -12,6 +13,18 @@ namespace {
 int32_t QZStdStatus = QZ_StsOk;
 int32_t QZStdErrMode = QZ_ErrorModeReport;
 QZErrorHandler QZStdHandler = QZStdError;
+
+/// One formatted write to standard error, which serialises whole writes only.
+[[gnu::format(printf, 1, 2)]] void writeError(const char *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+#if defined(__MINGW32__)
+    __ms_vfprintf(stderr, format, arguments); // MinGW's own writes every character by itself
+#else
+    std::vfprintf(stderr, format, arguments);
+#endif
+    va_end(arguments);
+}
 
 } // namespace
 
@@ -77,19 +90,18 @@ int32_t QZStdError(int32_t status, const char *funcName, const char *message, co
         return status;
     }
     if (trace) {
-        std::fprintf(stderr, "\tcalled from\n");
+        writeError("\tcalled from\n");
     } else {
         QZStdStatus = status;
-        std::fprintf(stderr, "QZK Error: %s \n\tin function\n", QZErrorStr(status));
+        writeError("QZK Error: %s \n\tin function\n", QZErrorStr(status));
     }
     // The text for a missing file is spelled out because not every C runtime prints a null %s.
-    if (line > 0 || file != nullptr)
-        std::fprintf(stderr, "\t[%s:%d]", file != nullptr ? file : "(null)", line);
-    std::fprintf(stderr, ":%s", funcName != nullptr ? funcName : "<unknown>");
-    if (message != nullptr) std::fprintf(stderr, status == QZ_StsAutoTrace ? "(%s)" : "():\n\t%s", message);
-    std::fprintf(stderr, "\n");
+    if (line > 0 || file != nullptr) writeError("\t[%s:%d]", file != nullptr ? file : "(null)", line);
+    writeError(":%s", funcName != nullptr ? funcName : "<unknown>");
+    if (message != nullptr) writeError(status == QZ_StsAutoTrace ? "(%s)" : "():\n\t%s", message);
+    writeError("\n");
     if (QZStdErrMode == QZ_ErrorModeLeaf) {
-        std::fprintf(stderr, "QZK: %s\n", "terminating the application");
+        writeError("QZK: %s\n", "terminating the application");
         std::exit(1);
     }
     return status;
