@@ -313,5 +313,21 @@ TEST_P(PerceptronLevels, WordNetworks) {
     }
 }
 
+// 2 * 2^1023 times 0 is a not-a-number whose sign is set, and each layer changes the sign, which saturation
+// tells.
+TEST_P(PerceptronLevels, NotANumbersSaturateByASignThatEachLayerChanges) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    constexpr std::size_t n = 17;
+    const std::vector<int16_t> input(n, 2), weights(3 * n * n);
+    for (const std::size_t layers : {1u, 2u, 3u}) {
+        const std::vector<int32_t> sizes(layers, int32_t{n});
+        std::vector<int16_t> output(n);
+        int32_t scale = 0;
+        QZwMLPerceptron(int32_t{n}, 1023, input.data(), static_cast<int32_t>(layers), sizes.data(), -12,
+                        weights.data(), output.data(), QZ_ScaleSaturate, &scale);
+        EXPECT_EQ(std::vector<int16_t>(n, layers % 2 != 0 ? 32767 : -32768), output) << layers;
+    }
+}
+
 } // namespace
 } // namespace qzk::test
