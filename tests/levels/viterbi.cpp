@@ -513,20 +513,20 @@ TEST_P(ViterbiLevels, DensitiesAtRoundingBoundariesAreLeftToTheDefinition) {
     // Next to 1 the logarithm has more bits than the density; the first one's is 0.
     for (const float last : {0.0f, -0x1p-24f, 0x1p-23f}) {
         const auto searched = atTheMean<float>(GetParam(), Outputs::continuous, {1.0f + last});
-        EXPECT_EQ(qzk::reference::outputCost(1.0 + static_cast<double>(last)), searched.cost);
+        EXPECT_EQ(reference::outputCost(1.0 + static_cast<double>(last)), searched.cost);
         EXPECT_EQ(1, searched.definitions);
     }
     // The middle between two floats, of which a codebook has the even one.
     for (const bool up : {false, true}) {
         const std::vector<float> weights = {up ? 0x1.000002p-1f : 0.5f, 0x1p-25f};
         const auto searched = atTheMean<float>(GetParam(), Outputs::semicontinuous, weights);
-        EXPECT_EQ(qzk::reference::outputCost(up ? 0x1.000004p-1 : 0.5), searched.cost);
+        EXPECT_EQ(reference::outputCost(up ? 0x1.000004p-1 : 0.5), searched.cost);
         EXPECT_EQ(1, searched.definitions);
     }
     // Integers, below which the next one begins.
     for (const std::int16_t weight : std::vector<std::int16_t>{1, 1000, 16384}) {
         const auto searched = atTheMean<std::int16_t>(GetParam(), Outputs::continuous, {weight});
-        EXPECT_EQ(qzk::reference::outputCost(weight << 15, -10), searched.cost);
+        EXPECT_EQ(reference::outputCost(weight << 15, -10), searched.cost);
         EXPECT_EQ(1, searched.definitions);
     }
 }

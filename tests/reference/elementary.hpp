@@ -2,6 +2,8 @@
 // lies so close to the middle between two results that an error of it could matter is refused.
 #pragma once
 
+// Boost takes mingw's compiler for an old one.
+#define BOOST_MATH_DISABLE_DEPRECATED_03_WARNING
 #include <boost/multiprecision/cpp_bin_float.hpp>
 
 #include <algorithm>

@@ -1,6 +1,8 @@
 // The least cost of all paths of states, each of them walked: n^T paths. Shares nothing with the library.
 #pragma once
 
+#include "reference/elementary.hpp"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -9,7 +11,7 @@
 #include <limits>
 #include <vector>
 
-namespace qzk::reference {
+namespace qzk::test::reference {
 
 inline float plus(float a, float b) { return a + b; }
 
@@ -70,16 +72,13 @@ private:
 };
 
 /// -log10 of a density, rounded to float.
-inline float outputCost(double density) {
-    return static_cast<float>(-std::log10(static_cast<long double>(density)));
-}
+inline float outputCost(double density) { return -log10<float>(density); }
 
 /// The same of a density with 29 fractional bits, in the fixed point of `scale`.
 inline std::int32_t outputCost(std::int32_t density, std::int32_t scale) {
     if (density <= 0) return 0x1FFFFFFF;
-    const double logarithm = static_cast<double>(std::log10(static_cast<long double>(density)));
-    const double cost = std::ldexp(8.729869874255455 - logarithm, -scale);
+    const double cost = std::ldexp(8.729869874255455 - log10(density), -scale);
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(static_cast<std::int64_t>(cost)));
 }
 
-} // namespace qzk::reference
+} // namespace qzk::test::reference
