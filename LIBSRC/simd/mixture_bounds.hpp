@@ -56,14 +56,25 @@ QZK_INLINE bool anySign(Vec<std::int32_t> v) {
 /// The mean of the greatest sums of magnitudes in a row and in a column.
 template <class T>
 QZK_INLINE double normOf(const T *const *rows, std::size_t dim) {
-    double columnSums[mostTurned] = {}, greatestRow = 0.0, greatestColumn = 0.0;
+    constexpr std::size_t lanes = lanesOf<double>;
+    alignas(64) double columnSums[mostTurned] = {};
+    double greatestRow = 0.0, greatestColumn = 0.0;
     for (std::size_t r = 0; r < dim; ++r) {
+        Vec<double> rowSums = {};
+        std::size_t c = 0;
+        for (; c + lanes <= dim; c += lanes) {
+            const Vec<double> sizes = absolute(loadWidened(rows[r] + c));
+            rowSums += sizes;
+            store(columnSums + c, load(columnSums + c) + sizes);
+        }
         double rowSum = 0.0;
-        for (std::size_t c = 0; c < dim; ++c) {
+        for (; c < dim; ++c) {
             const double size = __builtin_fabs(static_cast<double>(elementAt(rows[r], c)));
             rowSum += size;
             columnSums[c] += size;
         }
+        for (std::size_t lane = 0; lane < lanes; ++lane)
+            rowSum += rowSums[lane];
         greatestRow = rowSum > greatestRow ? rowSum : greatestRow;
     }
     for (std::size_t c = 0; c < dim; ++c)
