@@ -5,6 +5,7 @@
 #include "common/scale.hpp"
 #include "common/unaligned.hpp"
 #include "qzk.h"
+#include "simd/extended.hpp"
 #include "simd/kernels.hpp"
 #include "simd/truncation.hpp"
 
@@ -27,6 +28,14 @@ constexpr Reporter report("..\\LIBSRC\\QZ_CNVRT");
 
 /// Text of the last formatted message; handlers get its address.
 char messageText[100];
+
+/// Formats a message with reals, whose digits some C runtimes compute in extended precision.
+template <class... Reals>
+const char *messageOf(const char *format, Reals... values) {
+    const simd::ExtendedPrecision precision;
+    std::snprintf(messageText, sizeof messageText, format, values...);
+    return messageText;
+}
 
 /// What one down-conversion reports.
 struct DownReports {
@@ -168,10 +177,10 @@ std::int32_t convertDown(const DownReports &self, simd::DownKernels<S, T> Conver
         const Range<double> range = n > 0 ? rangeOf(kernels, src, n) : Range<double>{};
         const Search search = searchFor<T>(range);
         if (isUnscalable<T>(search)) {
-            std::snprintf(messageText, sizeof messageText,
-                          "Unscalable range [%16.8e %16.8e] too large in input vector",
+            const char *const message =
+                messageOf("Unscalable range [%16.8e %16.8e] too large in input vector",
                           firstEqual(src, range.minimum), firstEqual(src, range.maximum));
-            return report(QZ_StsNoConv, self.name, messageText, self.unscalableLine);
+            return report(QZ_StsNoConv, self.name, message, self.unscalableLine);
         }
         const auto found = scaleFactorBy(search);
         if (!found) return reportFailedSearch(self);
@@ -201,8 +210,8 @@ std::int32_t convertDown(const DownReports &self, double x, std::int32_t doScale
     case QZ_ScaleAuto: {
         const Search search = searchFor<T>(x);
         if (isUnscalable<T>(search)) {
-            std::snprintf(messageText, sizeof messageText, "Unscalable value %16.8e, magnitude too large", x);
-            return failed(report(QZ_StsNoConv, self.name, messageText, self.unscalableLine));
+            const char *const message = messageOf("Unscalable value %16.8e, magnitude too large", x);
+            return failed(report(QZ_StsNoConv, self.name, message, self.unscalableLine));
         }
         const auto found = scaleFactorBy(search);
         if (!found) return failed(reportFailedSearch(self));

@@ -1,5 +1,6 @@
 #include "qzk.h"
 #include "support/bits.hpp"
+#include "support/extended_precision.hpp"
 #include "support/failing_heap.hpp"
 #include "support/guarded.hpp"
 #include "support/reports.hpp"
@@ -297,6 +298,26 @@ TEST(ConvertDown, UnscalableThresholdsOfVectors) {
         lines.push_back(report.line);
     EXPECT_EQ((std::vector<std::int32_t>{950, 995, 950, 995, 1837, 1882, 1837, 1882}), lines);
 }
+
+#if defined(__x86_64__) || defined(__i386__)
+
+TEST(ConvertDown, MessagesDoNotDependOnThePrecisionThatTheProcessHasChosen) {
+    RecordedReports reports;
+    const auto message = [&] {
+        reports.clear();
+        std::int32_t scale = untouched;
+        QZswConvertDown(1.2345678e30f, QZ_ScaleAuto, &scale);
+        return reports.all().empty() ? std::string() : reports.all()[0].message;
+    };
+    const std::string expected = "Unscalable value   1.23456782e+30, magnitude too large";
+    EXPECT_EQ(expected, message());
+    underControlWords(message, [&](int control, int after, const std::string &again) {
+        EXPECT_EQ(control, after);
+        EXPECT_EQ(expected, again) << std::hex << control;
+    });
+}
+
+#endif
 
 TEST(ConvertDown, UnscalableRangeShowsTheFirstOfEqualExtremes) {
     const RecordedReports reports;
