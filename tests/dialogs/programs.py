@@ -64,7 +64,7 @@ class Box:
         since a repetition could reach the next dialog while this one is still closing."""
         for _ in range(6):
             window = self.window()
-            if window is not None:
+            if window is not None and self.is_open():  # or it is that of the next question
                 act(window)
             if not eventually(self.is_open, lambda is_open: not is_open, patience=10):
                 self._client.answered.add(self.process)
