@@ -4,6 +4,7 @@
 
 // Boost takes mingw's compiler for an old one.
 #define BOOST_MATH_DISABLE_DEPRECATED_03_WARNING
+#define BOOST_MP_DISABLE_DEPRECATE_03_WARNING
 #include <boost/multiprecision/cpp_bin_float.hpp>
 
 #include <algorithm>
