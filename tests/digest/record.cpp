@@ -10,6 +10,48 @@ namespace {
 std::map<std::string, Sha256, std::less<>> hashes;
 Sha256 *current;
 
+#if defined(__x86_64__) || defined(__i386__)
+
+/// Chooses another x87 precision for every call of the library, which must neither notice nor change it.
+class Precision {
+public:
+    Precision() { __asm__ volatile("fnstcw %0" : "=m"(initial_)); }
+    ~Precision() { choose(initial_); }
+    Precision(const Precision &) = delete;
+    Precision &operator=(const Precision &) = delete;
+
+    void next() {
+        checkKept();
+        constexpr unsigned bits64 = 0x300, bits53 = 0x200, bits24 = 0, all = 0x300;
+        constexpr unsigned precisions[] = {bits64, bits53, bits24};
+        choose(static_cast<std::uint16_t>((initial_ & ~all) | precisions[calls_++ % 3]));
+    }
+
+private:
+    void choose(std::uint16_t control) {
+        chosen_ = control;
+        __asm__ volatile("fldcw %0" : : "m"(chosen_));
+    }
+    void checkKept() const {
+        std::uint16_t control;
+        __asm__ volatile("fnstcw %0" : "=m"(control));
+        if (calls_ > 0 && control != chosen_) putText("the x87 control word has changed");
+    }
+
+    std::uint16_t initial_, chosen_ = 0;
+    unsigned calls_ = 0;
+};
+
+#else
+
+struct Precision {
+    void next() {}
+};
+
+#endif
+
+Precision *precision;
+
 std::int32_t recordReport(std::int32_t status, const char *function, const char *message, const char *file,
                           std::int32_t line) {
     putInteger(status);
@@ -27,6 +69,8 @@ ExportDigests record(void (*family)()) {
     hashes.clear();
     QZSetStatus(QZ_StsOk);
     const QZErrorHandler previous = QZRedirectError(recordReport);
+    Precision chosen;
+    precision = &chosen;
     family();
     QZRedirectError(previous);
 
@@ -37,6 +81,7 @@ ExportDigests record(void (*family)()) {
 }
 
 void select(std::string_view name) {
+    precision->next();
     const auto found = hashes.find(name);
     current = found != hashes.end() ? &found->second : &hashes[std::string(name)];
 }
