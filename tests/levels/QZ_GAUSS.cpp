@@ -290,28 +290,103 @@ TEST_P(MixtureLevels, BoundsAtTheEndOfTheRange) {
     }
 }
 
-// Exponents at which the product with the weight is about 2^-1075, below which a double has nothing.
+/// Diagonal elements that add up to at least 62 bits of a form.
+std::vector<float> parts(long double form) {
+    std::vector<float> found;
+    for (int i = 0; i < 3; ++i) {
+        auto part = static_cast<float>(form);
+        if (part > form) part = std::nextafter(part, 0.0f);
+        form -= part;
+        found.push_back(part);
+    }
+    return found;
+}
+
+// Products with the weight about where one more of the smallest double begins: at its odd halves.
 TEST_P(MixtureLevels, BoundsWhereProductsBeginToCount) {
     if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
     Random random;
     Bounded bounded;
-    for (int k = 1; k <= 300; ++k)
-        for (int step = -2; step <= 2; ++step) {
-            long double form = 2.0L * (926.0L * std::log(2.0L) + std::log(static_cast<long double>(k)));
-            form += step * 0x1p-53L;
-            const auto part = [&form] {
-                auto inverse = static_cast<float>(form);
-                if (inverse > form) inverse = std::nextafter(inverse, 0.0f);
-                form -= inverse;
-                return inverse;
-            };
-            const float first = part(), second = part(), third = part();
+    for (int k = 1; k <= 100; ++k)
+        for (const long double halves : {1.0L, 3.0L, 5.0L, 0x1p36L + 1.0L, 0x1p46L + 1.0L})
+            for (int step = -2; step <= 2; ++step) {
+                const long double ratio = k / halves;
+                const long double form = 2.0L * (926.0L * std::log(2.0L) + std::log(ratio));
+                MixtureCase<float> made;
+                made.model = {
+                    {static_cast<float>(k) * 0x1p-149f}, {{0, 0, 0}}, {parts(form + step * 0x1p-53L)}, {}};
+                made.x = {1, 1, 1};
+                expectBounds(GetParam(), random, Kind::flat, made, 1, bounded);
+                ASSERT_FALSE(testing::Test::HasFatalFailure()) << k << ' ' << static_cast<double>(halves);
+            }
+}
+
+// Bounds are as wide as the errors of all roundings together may be, where rows and columns differ most.
+TEST_P(MixtureLevels, BoundsLeaveRoomForEveryRounding) {
+    if (GetParam() == simd::Level::plain) GTEST_SKIP() << "this is the definition";
+    constexpr std::size_t dim = 64;
+    for (const bool column : {false, true}) {
+        Model<float> model = {{1.0f}, {std::vector<float>(dim)}, {}, {}};
+        model.matrices = {std::vector<std::vector<float>>(dim, std::vector<float>(dim))};
+        for (std::size_t i = 0; i < dim; ++i)
+            model.matrices[0][column ? i : 0][column ? 0 : i] = 0.125f;
+        const Server<float> server(model);
+        const std::vector<double> ones(dim * simd::turnedVectors, 1.0);
+        double lower, upper;
+        simd::kernelsOf(GetParam())
+            .mixture.simd::MixtureKernelsOf<float>::bound(mixtureOf(server, 1.0), ones.data(), 1, dim, &lower,
+                                                          &upper);
+        const double value = std::exp(-4.0), error = (2.0 * dim + 5.0) * 0x1p-53 * 4.0;
+        EXPECT_LE(lower, value * (1.0 - error));
+        EXPECT_GE(upper, value * (1.0 + error));
+        EXPECT_LT(upper - lower, 0x1p-36);
+    }
+}
+
+// Terms that cancel leave a form of which doubles know nothing.
+TEST_P(MixtureLevels, FormsOfLargeTermsHaveNoBounds) {
+    Random random;
+    for (const float large : {0x1p45f, 0x1p63f}) {
+        MixtureCase<float> made;
+        made.model = {{1.0f}, {{0, 0, 0}}, {}, {}};
+        made.model.matrices = {{{large, 0, 0}, {0, 1025.0f, 0}, {0, 0, -large}}};
+        made.x = {1, 1, 1};
+        Bounded bounded;
+        expectBounds(GetParam(), random, Kind::flat, made, 1, bounded);
+        EXPECT_EQ(0u, bounded.known) << large;
+    }
+}
+
+TEST_P(MixtureLevels, LookedUpExponentialsHaveNoBounds) {
+    const Model<float> model = {{1.0f}, {{0}}, {{1}}, {}};
+    const Server<float> server(model);
+    simd::Mixture<float> mixture = mixtureOf(server, 1.0);
+    const simd::ExponentialTables unused{};
+    mixture.tables = &unused;
+    const std::vector<double> columns(simd::turnedVectors, 1.0);
+    double lower = 0.0, upper = 0.0;
+    simd::kernelsOf(GetParam())
+        .mixture.simd::MixtureKernelsOf<float>::bound(mixture, columns.data(), 1, 1, &lower, &upper);
+    EXPECT_FALSE(std::isfinite(lower) || std::isfinite(upper));
+}
+
+// Exponents where one entry of the tables ends and the next begins, to the last bits.
+TEST_P(MixtureLevels, LookedUpExponentsBetweenEntries) {
+    if (!hasExtendedPrecision()) GTEST_SKIP() << "no extended precision here, as under valgrind";
+    RecordedReports reports;
+    Random random;
+    for (int round = 0; round < 150; ++round) {
+        const int whole = round < 20 ? 100 : static_cast<int>(random.integer(0, 99));
+        const int thousandths = whole == 100 ? 0 : static_cast<int>(random.integer(1, 1000));
+        for (int step = -3; step <= 3; ++step) {
+            const long double form = 2.0L * (whole + thousandths / 1000.0L) * (1.0L + step * 0x1p-57L);
             MixtureCase<float> made;
-            made.model = {{static_cast<float>(k) * 0x1p-149f}, {{0, 0, 0}}, {{first, second, third}}, {}};
+            made.model = {{1.0f}, {{0, 0, 0}}, {parts(form)}, {}};
             made.x = {1, 1, 1};
-            expectBounds(GetParam(), random, Kind::flat, made, 1, bounded);
-            ASSERT_FALSE(testing::Test::HasFatalFailure()) << k;
+            expectPlain(GetParam(), made, "between entries");
+            ASSERT_FALSE(testing::Test::HasFatalFailure()) << whole << ' ' << thousandths << ' ' << step;
         }
+    }
 }
 
 TEST_P(MixtureLevels, WeightedSums) {
