@@ -3,8 +3,11 @@
 #include "record.hpp"
 #include "sha256.hpp"
 #include "simd/kernels.hpp"
+#include "support/extended_precision.hpp"
+#include "support/stack.hpp"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <optional>
@@ -40,7 +43,8 @@ constexpr Family families[] = {
     {"QZ_CONV", convolution},
 };
 
-constexpr const char *usage = "usage: digest [--level plain|sse2|avx2|avx512] [--exports] [--check FILE]";
+constexpr const char *usage = "usage: digest [--level plain|sse2|avx2|avx512] [--exports] [--check FILE]\n"
+                              "              [--x87 CONTROL_WORD] [--stack BYTES_PAST_A_MULTIPLE_OF_16]";
 
 enum ExitCode { equal = 0, different = 1, badUsage = 2, noSuchLevel = 77 };
 
@@ -48,6 +52,8 @@ struct Options {
     std::optional<simd::Level> level; // none: all there are
     bool exports = false;
     const char *golden = nullptr;
+    std::optional<std::uint16_t> x87; // none: as the process starts
+    unsigned stack = 0;
 };
 
 std::optional<simd::Level> levelNamed(const char *name) {
@@ -68,6 +74,10 @@ std::optional<Options> optionsOf(int argc, char **argv) {
             if (!options.level) return std::nullopt;
         } else if (option == "--check" && i + 1 < argc) {
             options.golden = argv[++i];
+        } else if (option == "--x87" && i + 1 < argc) {
+            options.x87 = static_cast<std::uint16_t>(std::strtoul(argv[++i], nullptr, 16));
+        } else if (option == "--stack" && i + 1 < argc) {
+            options.stack = static_cast<unsigned>(std::strtoul(argv[++i], nullptr, 10));
         } else {
             return std::nullopt;
         }
@@ -80,11 +90,31 @@ struct FamilyDigest {
     ExportDigests exports;
 };
 
-std::vector<FamilyDigest> digestsAt(simd::Level level) {
+/// Records a family as a client with these settings of the processor would call it; ends the process where
+/// the control word is another one afterwards.
+ExportDigests recordUnder(const Options &options, const Family &family) {
+    ExportDigests exports;
+#if defined(__x86_64__) || defined(__i386__)
+    const std::uint16_t initial = test::controlWord(), chosen = options.x87.value_or(initial);
+    test::setControlWord(chosen);
+    test::withStackAt(options.stack, [&] { exports = record(family.exercise); });
+    const std::uint16_t after = test::controlWord();
+    test::setControlWord(initial);
+    if (after != chosen) {
+        std::fprintf(stderr, "digest: %s leaves the control word %x as %x\n", family.name, chosen, after);
+        std::exit(different);
+    }
+#else
+    exports = record(family.exercise);
+#endif
+    return exports;
+}
+
+std::vector<FamilyDigest> digestsAt(simd::Level level, const Options &options) {
     simd::setLevel(level);
     std::vector<FamilyDigest> digests;
     for (const Family &family : families) {
-        const ExportDigests exports = record(family.exercise);
+        const ExportDigests exports = recordUnder(options, family);
         Sha256 whole;
         for (const auto &[name, digest] : exports) {
             const std::string line = name + ' ' + digest + '\n';
@@ -154,10 +184,10 @@ int run(const Options &options) {
         levels = {*options.level};
     }
 
-    const std::vector<FamilyDigest> digests = digestsAt(levels.front());
+    const std::vector<FamilyDigest> digests = digestsAt(levels.front(), options);
     bool levelsDiffer = false;
     for (std::size_t i = 1; i < levels.size(); ++i)
-        levelsDiffer |= differ(digests, levels.front(), digestsAt(levels[i]), levels[i]);
+        levelsDiffer |= differ(digests, levels.front(), digestsAt(levels[i], options), levels[i]);
 
     for (const FamilyDigest &family : digests) {
         if (!options.exports) std::printf("%s\n", lineOf(family).c_str());
