@@ -154,8 +154,8 @@ struct SaturatingSums {
     }
 };
 
-/// Plain sums, which are the same as long as all path costs are far from the ends of the range: steps have 16
-/// bits.
+/// Plain sums, which are the same as long as all path costs and outputs are far from the ends of the range:
+/// steps have 16 bits.
 struct ShortSums {
     using Cost = std::int32_t;
     static constexpr bool isSafe = false;
@@ -165,7 +165,7 @@ struct ShortSums {
     }
     template <class V>
     QZK_INLINE V output(V a, V b) {
-        return SaturatingSums::step(a, b);
+        return wrappedSum(a, b);
     }
     QZK_INLINE Words margin(Words a, Words b) { return SaturatingSums::margin(a, b); }
 };
@@ -183,8 +183,8 @@ private:
     V left_ = {};
 };
 
-/// The frames to run. Those with plain sums end with the first frame that leaves the bounds; all return how
-/// many frames they ran.
+/// The frames to run. Those with plain sums end with the first frame that leaves the bounds, or before one of
+/// which an output might; all return how many frames they ran.
 template <class Cost>
 struct Sequence {
     const ViterbiModel<Cost> &model;
@@ -194,6 +194,17 @@ struct Sequence {
 
     QZK_INLINED const Cost *output(std::size_t t) const { return outputs[symbols[t]]; }
     QZK_INLINED std::size_t stride() const { return viterbiStride(model.nStates); }
+
+    /// Whether a frame has outputs of 2^29 or more, or below -2^29: others keep sums with costs within the
+    /// bounds in range.
+    template <class Sums>
+    QZK_INLINED bool isWild(std::size_t t, std::size_t nStates) const {
+        if constexpr (Sums::isSafe) return false;
+        Vec<std::uint32_t> bits = {};
+        for (std::size_t j = 0; j < nStates; j += lanes)
+            bits |= (Vec<std::uint32_t>)loadBits(output(t) + j) + (1u << 29);
+        return signs((Words)(bits | bits << 1)) != 0;
+    }
 };
 
 constexpr std::size_t at(int k) { return static_cast<std::size_t>(k) * lanes; }
@@ -292,7 +303,8 @@ QZK_INLINE void exchange(ViterbiPaths<Cost> &paths) {
 template <class Sums, bool leftRight, class Cost>
 QZK_INLINE std::size_t runColumns(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
     std::size_t t = 0;
-    for (bool left = false; t < run.nFrames && !left; ++t) {
+    for (bool left = false; t < run.nFrames && !left && !run.template isWild<Sums>(t, run.model.nStates);
+         ++t) {
         const Cost *const output = run.output(t);
         Bounds<Sums> bounds;
         forEachBlocks(run.model.nStates, [&](auto blocks, std::size_t to) QZK_INLINED {
@@ -400,7 +412,7 @@ std::size_t runNear(const Sequence<Cost> &run, ViterbiPaths<Cost> &paths) {
     std::size_t t = 0;
     while (t < run.nFrames && allowance >= 0) {
         const Words lowest = storeKeys<Sums>(run, paths.now, keys);
-        if (isNegative<Cost>(lowest)) break;
+        if (isNegative<Cost>(lowest) || run.template isWild<Sums>(t, run.model.nStates)) break;
         const Words limit = t == 0 ? splat(largest) : Sums::step(lowest, margin);
         NearFrame<Sums> frame = {run, paths.now, run.output(t++), paths.next, keys, limit};
         forEachBlocks(n, [&](auto blocks, std::size_t to)
@@ -434,8 +446,12 @@ QZK_INLINE std::size_t runGeneral(const Sequence<Cost> &run, ViterbiPaths<Cost> 
     for (bool isNear = true; t < run.nFrames && !areLeft<Sums>(paths.now, n); isNear = !isNear) {
         const std::size_t rest = run.nFrames - t, count = isNear || rest < pause ? rest : pause;
         const Sequence<Cost> frames = {run.model, run.outputs, run.symbols + t, count};
-        t += isNear ? runNear<Sums>(frames, paths) : runColumns<Sums, false>(frames, paths);
-        if (!isNear) pause *= 2;
+        const std::size_t done =
+            isNear ? runNear<Sums>(frames, paths) : runColumns<Sums, false>(frames, paths);
+        t += done;
+        if (isNear) continue;
+        if (done < count) break;
+        pause *= 2;
     }
     return t;
 }
@@ -473,8 +489,9 @@ public:
         for (int q = 0; q < quads; ++q)
             model.now_[q] = loadQuad(costs, q);
         std::size_t t = 0;
-        for (bool left = false; t < run.nFrames && !left; ++t)
+        for (bool left = false; t < run.nFrames && !left && !run.template isWild<Sums>(t, n); ++t)
             left = model.advance(run.output(t));
+
 #pragma GCC unroll 2
         for (int q = 0; q < quads; ++q)
             __builtin_memcpy(costs + q * quadLanes, &model.now_[q], sizeof(Quad));
@@ -585,7 +602,8 @@ QZK_INLINE std::size_t runDiagonals(const Sequence<Cost> &run, Cost *costs) {
     for (int k = 0; k < blocks; ++k)
         now[k] = loadBits(costs + at(k));
     std::size_t t = 0;
-    for (bool left = false; t < run.nFrames && !left; ++t) {
+    for (bool left = false; t < run.nFrames && !left && !run.template isWild<Sums>(t, run.model.nStates);
+         ++t) {
         const Cost *const output = run.output(t);
         Bounds<Sums> bounds;
         Words before = splat(largest);
@@ -608,7 +626,8 @@ QZK_INLINE std::size_t runDiagonals(const Sequence<Cost> &run, Cost *costs) {
 template <class Sums, class Cost>
 QZK_INLINE std::size_t runLongDiagonals(const Sequence<Cost> &run, Cost *costs) {
     std::size_t t = 0;
-    for (bool left = false; t < run.nFrames && !left; ++t) {
+    for (bool left = false; t < run.nFrames && !left && !run.template isWild<Sums>(t, run.model.nStates);
+         ++t) {
         const Cost *const output = run.output(t);
         Bounds<Sums> bounds;
         Words before = splat(largest);

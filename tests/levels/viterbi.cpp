@@ -200,6 +200,9 @@ TEST_P(ViterbiLevels, WordsAtTheEndsOfTheRange) {
     const auto end = [&] { return random.index(2) == 0 ? std::int16_t{32767} : std::int16_t{-32768}; };
     const auto small = [&] { return static_cast<std::int32_t>(random.integer(-2, 2)); };
     compareAll<std::int16_t>(random, end, small, near);
+    compareAll<std::int16_t>(random, word, any, small);
+    const auto atHalf = [&] { return (random.index(2) == 0 ? 1 << 29 : -(1 << 29)) + small(); };
+    compareAll<std::int16_t>(random, end, atHalf, small);
     const auto guard = [&] { return simd::impossibleOutput; };
     compareAll<std::int16_t>(random, word, guard, small);
 }
