@@ -203,6 +203,10 @@ TEST_P(ViterbiLevels, WordsAtTheEndsOfTheRange) {
     compareAll<std::int16_t>(random, word, any, small);
     const auto atHalf = [&] { return (random.index(2) == 0 ? 1 << 29 : -(1 << 29)) + small(); };
     compareAll<std::int16_t>(random, end, atHalf, small);
+    const auto atQuarter = [&] { return (random.index(2) == 0 ? 1 << 30 : -(1 << 30)) + small(); };
+    compareAll<std::int16_t>(random, end, atQuarter, atQuarter);
+    const auto low = [&] { return -(1 << 30) + std::int32_t{random.element<std::uint8_t>()}; };
+    compareAll<std::int16_t>(random, end, low, low);
     const auto guard = [&] { return simd::impossibleOutput; };
     compareAll<std::int16_t>(random, word, guard, small);
 }
