@@ -129,22 +129,6 @@ double squaredEuclidean(const std::int16_t *a, const std::int16_t *b, std::size_
     }));
 }
 
-/// As many words as a vector has doubles.
-QZK_INLINE Vec<double> loadWords(const std::int16_t *from) {
-#if QZK_SIMD_LEVEL == 1
-    std::int32_t two;
-    __builtin_memcpy(&two, from, sizeof two);
-    const __m128i words = _mm_cvtsi32_si128(two);
-    return (Vec<double>)_mm_cvtepi32_pd(_mm_srai_epi32(_mm_unpacklo_epi16(words, words), 16));
-#elif QZK_SIMD_LEVEL == 2
-    const __m128i words = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(from));
-    return (Vec<double>)_mm256_cvtepi32_pd(_mm_cvtepi16_epi32(words));
-#else
-    const __m128i words = _mm_loadu_si128(reinterpret_cast<const __m128i *>(from));
-    return (Vec<double>)_mm512_cvtepi32_pd(_mm256_cvtepi16_epi32(words));
-#endif
-}
-
 /// Sum of terms and sum of their magnitudes. Additions of magnitudes never round to below 2^53 what is not
 /// below it, so that a small second sum proves the first one exact.
 struct Terms {
@@ -156,8 +140,8 @@ QZK_INLINE Terms diagonalTerms(const std::int16_t *a, const std::int16_t *b, con
     Vec<double> sum = {}, magnitudes = {};
     std::size_t i = 0;
     for (; i + lanesOf<double> <= n; i += lanesOf<double>) {
-        const Vec<double> d = loadWords(a + i) - loadWords(b + i);
-        const Vec<double> term = loadWords(diagonal + i) * (d * d);
+        const Vec<double> d = loadWidened(a + i) - loadWidened(b + i);
+        const Vec<double> term = loadWidened(diagonal + i) * (d * d);
         sum += term;
         magnitudes += (Vec<double>)((Vec<std::int64_t>)term & splat<std::int64_t>(INT64_MAX));
     }

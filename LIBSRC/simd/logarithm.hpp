@@ -8,18 +8,10 @@ namespace {
 
 #if QZK_SIMD_LEVEL == 1
 QZK_INLINE unsigned signBits(Vec<double> x) { return static_cast<unsigned>(_mm_movemask_pd((__m128d)x)); }
-/// The sum rounded once or twice: for uses whose bound covers both.
-QZK_INLINE Vec<double> multiplyAdd(Vec<double> a, Vec<double> b, Vec<double> c) { return a * b + c; }
 #elif QZK_SIMD_LEVEL == 2
 QZK_INLINE unsigned signBits(Vec<double> x) { return static_cast<unsigned>(_mm256_movemask_pd((__m256d)x)); }
-QZK_INLINE Vec<double> multiplyAdd(Vec<double> a, Vec<double> b, Vec<double> c) {
-    return (Vec<double>)_mm256_fmadd_pd((__m256d)a, (__m256d)b, (__m256d)c);
-}
 #else
 QZK_INLINE unsigned signBits(Vec<double> x) { return _mm512_movepi64_mask((__m512i)x); }
-QZK_INLINE Vec<double> multiplyAdd(Vec<double> a, Vec<double> b, Vec<double> c) {
-    return (Vec<double>)_mm512_fmadd_pd((__m512d)a, (__m512d)b, (__m512d)c);
-}
 #endif
 
 // factor * log10(x) with a relative error below 2^-44, factor being 1 or 1/2, and the lanes where that does

@@ -90,6 +90,17 @@ QZK_INLINE Vec<double> loadWidened(const std::int16_t *from) {
 #endif
 }
 
+/// a b + c, rounded once or twice: for uses whose bound covers both.
+QZK_INLINE Vec<double> multiplyAdd(Vec<double> a, Vec<double> b, Vec<double> c) {
+#if QZK_SIMD_LEVEL == 1
+    return a * b + c;
+#elif QZK_SIMD_LEVEL == 2
+    return (Vec<double>)_mm256_fmadd_pd((__m256d)a, (__m256d)b, (__m256d)c);
+#else
+    return (Vec<double>)_mm512_fmadd_pd((__m512d)a, (__m512d)b, (__m512d)c);
+#endif
+}
+
 /// The lanes rounded to float.
 QZK_INLINE void storeNarrowed(float *to, Vec<double> v) {
 #if QZK_SIMD_LEVEL == 1

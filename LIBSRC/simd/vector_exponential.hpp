@@ -6,17 +6,6 @@
 namespace qzk::simd {
 namespace {
 
-/// a b + c, rounded once or twice.
-QZK_INLINE Vec<double> multiplyAdd(Vec<double> a, Vec<double> b, Vec<double> c) {
-#if QZK_SIMD_LEVEL == 1
-    return a * b + c;
-#elif QZK_SIMD_LEVEL == 2
-    return (Vec<double>)_mm256_fmadd_pd((__m256d)a, (__m256d)b, (__m256d)c);
-#else
-    return (Vec<double>)_mm512_fmadd_pd((__m512d)a, (__m512d)b, (__m512d)c);
-#endif
-}
-
 /// e^x for |x| up to 700; relative error below 2^-49. Not-a-numbers that were floats pass: the lowest bits of
 /// others would be taken for an exponent.
 ///
